@@ -1,0 +1,108 @@
+/*
+ * larkspin C interface.
+ *
+ * Each processor instance ("control") is reached through an opaque handle.
+ * Besides the per-handle functions, the library keeps a process-wide registry
+ * of all live controls in creation order; the global functions act on every
+ * registered control (setters) or answer for the oldest one (getters).
+ *
+ * Threading: the library takes no lock. Creating and destroying controls and
+ * the global functions must be serialised by the host, and must not run while
+ * vora_ap_process runs on a control they touch. vora_ap_process itself is
+ * real-time safe: it never allocates, locks or blocks.
+ *
+ * Audio is 32-bit float, non-interleaved, processed in place.
+ */
+#ifndef LARKSPIN_VORA_AP_H
+#define LARKSPIN_VORA_AP_H
+
+#include <stdbool.h>
+
+#if defined(_WIN32)
+#define LARKSPIN_API
+#else
+#define LARKSPIN_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Opaque control handle. The host never dereferences it. */
+typedef struct vora_ap_control vora_ap_control;
+
+/* Figures of the last vora_ap_process call on a control; 48 bytes, fixed
+ * layout (offsets 0, 1, 8, 16, 24, 32, 40; bytes 2..7 are zero padding). */
+typedef struct vora_ap_debug_info {
+  bool processingSuccess;            /* result of the last process call      */
+  bool processingBypassed;           /* bypass flag at the end of that call  */
+  double timeSpentProcessingMs;      /* time spent inside the call, ms       */
+  double processingBufferDurationMs; /* duration of the block's audio, ms    */
+  double processingSampleRate;       /* sample rate, Hz                      */
+  double maximumNumberFrames;        /* maximum frames per block             */
+  double processedNumberFrames;      /* frames of the last call              */
+} vora_ap_debug_info;
+
+/* Size in bytes of a preset payload. */
+#define VORA_AP_PRESET_PAYLOAD_SIZE 196
+
+/* Creates a control for a sample rate in Hz (32000..192000), a maximum block
+ * length in frames (>= 1) and a channel layout (non-zero: stereo, zero: mono).
+ * A new control inherits the preset payload, intensity and bypass flag of the
+ * oldest live control. Returns NULL when the configuration is refused. */
+LARKSPIN_API vora_ap_control* vora_ap_create_control(float sampleRate, int maximumFrames, int stereo);
+/* Same as vora_ap_create_control. */
+LARKSPIN_API vora_ap_control* vora_ap_create(float sampleRate, int maximumFrames, int stereo);
+
+/* Destroys a control. NULL: true. A handle that is not registered (for
+ * example one already destroyed): false, nothing is freed. */
+LARKSPIN_API bool vora_ap_destroy_control(vora_ap_control* control);
+/* Same as vora_ap_destroy_control. */
+LARKSPIN_API bool vora_ap_destroy(vora_ap_control* control);
+
+/* Reconfigures a control for a new stream format; the preset, intensity and
+ * bypass flag in force are kept. False for a NULL handle or a refused format. */
+LARKSPIN_API bool vora_ap_update(vora_ap_control* control, float sampleRate, int maximumFrames, int stereo);
+
+/* Processes `frames` frames of the control's channels in place. `channels`
+ * holds one buffer per channel (1 or 2). False for a NULL handle, a control
+ * that is not set up, or more frames than the maximum; the buffers are then
+ * left untouched. */
+LARKSPIN_API bool vora_ap_process(vora_ap_control* control, float** channels, int frames);
+
+/* Processing latency in frames (0.0 for a NULL handle). */
+LARKSPIN_API float vora_ap_get_processing_latency(vora_ap_control* control);
+
+/* Figures of the control's last process call (all zero for a NULL handle). */
+LARKSPIN_API vora_ap_debug_info vora_ap_get_debug_info(vora_ap_control* control);
+
+/* Prints the control's debug figures to standard output. */
+LARKSPIN_API void vora_ap_log_debug_info(vora_ap_control* control);
+
+/* Version of this C interface layer: "3.4.0". */
+LARKSPIN_API const char* vora_ap_get_wrapper_version(void);
+
+/* Applies a 196-byte preset payload to every control. Returns the result for
+ * the newest control; false when there is none. */
+LARKSPIN_API bool vora_ap_apply_preset_payload(unsigned char* payload);
+
+/* Sets the bypass flag of every control (result of the newest control). */
+LARKSPIN_API bool vora_ap_set_bypassed(bool bypassed);
+/* Bypass flag of the oldest control; false when there is none. */
+LARKSPIN_API bool vora_ap_get_bypassed(void);
+
+/* Sets the processing intensity (0..1, clamped) of every control. */
+LARKSPIN_API bool vora_ap_set_vorafication_intensity(float intensity);
+/* Intensity of the oldest control; 0.0 when there is none. */
+LARKSPIN_API float vora_ap_get_vorafication_intensity(void);
+
+/* Technology level of the processing core (4); 0 when there is no control. */
+LARKSPIN_API int vora_ap_get_tech_level(void);
+/* Version text of the processing core; NULL when there is no control. */
+LARKSPIN_API const char* vora_ap_get_lib_version(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* LARKSPIN_VORA_AP_H */

@@ -1,0 +1,51 @@
+// First-order recursive smoother: y = b*x - a*y, with a = 1/c - 1, b = 1/c
+// for a length of c steps.
+#pragma once
+
+#include <cmath>
+
+namespace vora {
+
+class OnePoleSmoother {
+public:
+  // Sets the length c (in steps) and the start value y0. The state becomes
+  // y0 / (-a), so the first output for an input x is x/c + y0: that
+  // asymmetry is kept on purpose. A length of 0 passes the input through.
+  // Lengths that would make the recursion unstable (below 0.5, other than 0)
+  // behave as a length of 1, which starts at y0 instead of 0/-0.
+  void initialise(float lengthSteps, float startValue) {
+    lengthSteps_ = lengthSteps;
+    const float c = (lengthSteps == 0.0f || lengthSteps >= 0.5f) ? lengthSteps : 1.0f;
+    a_ = 1.0f / c - 1.0f;
+    b_ = a_ + 1.0f;
+    y_ = a_ == 0.0f ? startValue : startValue / -a_;
+  }
+
+  float step(float x) {
+    if (std::isinf(a_)) {
+      y_ = x;
+    } else {
+      y_ = epsilon_ + (b_ * x - a_ * y_);
+    }
+    // A tiny offset of alternating sign keeps the state out of denormals.
+    epsilon_ = -epsilon_;
+    return y_;
+  }
+
+  // The length exactly as it was last initialised, so that "has the wanted
+  // length changed" is false for an unchanged length.
+  float length() const { return lengthSteps_; }
+
+  float state() const { return y_; }
+  void setState(float y) { y_ = y; }
+  float epsilon() const { return epsilon_; }
+
+private:
+  float a_ = 0.0f;
+  float b_ = 0.0f;
+  float y_ = 0.0f;
+  float epsilon_ = 1e-20f;
+  float lengthSteps_ = 0.0f;
+};
+
+} // namespace vora
