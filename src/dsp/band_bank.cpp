@@ -1,0 +1,88 @@
+#include "dsp/band_bank.h"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <numbers>
+
+namespace vora {
+
+namespace {
+
+using Complex = std::complex<double>;
+
+enum class Shape { Lowpass, Bandpass, Highpass };
+
+struct BandDesign {
+  Shape shape;
+  int order;
+  double theta; // prewarped angle of the analog prototype
+  double q;     // bandpass only
+};
+
+BandDesign designBand(int band, double sampleRate) {
+  constexpr double pi = std::numbers::pi;
+  if (band == 0) {
+    return {Shape::Lowpass, 20, 660.4385001477666 / sampleRate, 0.0};
+  }
+  if (band == kBandCount - 1) {
+    return {Shape::Highpass, 20, 42268.06400945688 / sampleRate, 0.0};
+  }
+  const double t1 = std::tan(pi * kBandEdgesHz[band - 1] / sampleRate);
+  const double t2 = std::tan(pi * kBandEdgesHz[band] / sampleRate);
+  const double omega0 = std::sqrt(2.0 * t1 * 2.0 * t2);
+  return {Shape::Bandpass, 4, std::atan(omega0 / 2.0), omega0 / (2.0 * t2 - 2.0 * t1)};
+}
+
+// |H|^2 of the Butterworth band at the angular frequency omega (rad/sample).
+double weightAt(const BandDesign& design, double omega) {
+  const double k = std::cos(design.theta) / std::sin(design.theta);
+  const Complex zInverse(std::cos(omega), -std::sin(omega));
+  Complex p = k * (1.0 - zInverse) / (1.0 + zInverse);
+  if (design.shape == Shape::Highpass) {
+    p = 1.0 / p;
+  } else if (design.shape == Shape::Bandpass) {
+    p = design.q * (p + 1.0 / p);
+  }
+  const int n = design.order;
+  Complex denominator(1.0, 0.0);
+  for (int m = 1; m <= n / 2; ++m) {
+    const double phi = (2.0 * m + n - 1.0) * std::numbers::pi / (2.0 * n);
+    denominator *= p * p - 2.0 * std::cos(phi) * p + 1.0;
+  }
+  return 1.0 / std::norm(denominator);
+}
+
+} // namespace
+
+void BandBank::build(float rate, uint32_t size, float thresholdDb) {
+  fftSize = size;
+  binCount = size / 2;
+  sampleRate = rate;
+  const float threshold = std::pow(10.0f, thresholdDb / 20.0f) - 1.1754944e-38f;
+  for (int band = 0; band < kBandCount; ++band) {
+    const BandDesign design = designBand(band, static_cast<double>(rate));
+    float* table = weights[band];
+    std::fill(table, table + kMaxBinCount, 0.0f);
+    for (uint32_t bin = 0; bin < binCount; ++bin) {
+      const double omega = std::numbers::pi / binCount * std::max(static_cast<double>(bin), 1e-10);
+      table[bin] = static_cast<float>(weightAt(design, omega));
+    }
+    // The range starts at the first weight above the threshold and ends at
+    // the first one after it that is not.
+    uint32_t first = 0;
+    while (first < kMaxBinCount && !(table[first] > threshold)) {
+      ++first;
+    }
+    uint32_t end = first;
+    while (end < kMaxBinCount && table[end] > threshold) {
+      ++end;
+    }
+    if (first == kMaxBinCount) {
+      first = end = 0;
+    }
+    ranges[band] = {table + first, first, end};
+  }
+}
+
+} // namespace vora

@@ -1,0 +1,42 @@
+// The fourteen fixed analysis bands: band 0 a lowpass below 210 Hz, bands
+// 1..12 half-octave bandpasses up to 13.45 kHz, band 13 a highpass above.
+// Each band's table holds the magnitude-squared response of a bilinear-
+// transform Butterworth filter at the FFT's bin frequencies.
+#pragma once
+
+#include "dsp/vorafier_parameters.h"
+
+#include <cstdint>
+
+namespace vora {
+
+inline constexpr uint32_t kMaxBinCount = 512;
+
+// Band edges in Hz for the bandpass bands: band i (1..12) spans
+// kBandEdgesHz[i-1] .. kBandEdgesHz[i]; each edge is the previous times sqrt(2).
+inline constexpr double kBandEdgesHz[13] = {
+    210.224103813429, 297.30177875068,  420.448207626857, 594.603557501361, 840.896415253714,
+    1189.20711500272, 1681.79283050743, 2378.41423000544, 3363.58566101486, 4756.82846001089,
+    6727.17132202972, 9513.65692002177, 13454.3426440594};
+
+// The bins where a band's weight is above the search threshold.
+struct BandRange {
+  const float* firstWeight = nullptr; // weight of `firstBin`
+  uint32_t firstBin = 0;              // inclusive
+  uint32_t endBin = 0;                // exclusive
+};
+
+struct BandBank {
+  uint32_t fftSize = 0;
+  uint32_t binCount = 0; // fftSize / 2
+  float sampleRate = 0.0f;
+  float weights[kBandCount][kMaxBinCount] = {}; // only the first binCount entries are used
+  BandRange ranges[kBandCount] = {};
+
+  // Fills the tables for `sampleRate` and `fftSize` (computed in double
+  // precision, stored as float) and finds each band's range with a
+  // threshold of `thresholdDb`.
+  void build(float rate, uint32_t size, float thresholdDb);
+};
+
+} // namespace vora

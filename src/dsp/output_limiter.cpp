@@ -1,0 +1,53 @@
+#include "dsp/output_limiter.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vora {
+
+void OutputLimiter::limit(float* overlap, HopFifo& envelope, uint32_t hop, float attackLength, float releaseLength) {
+  // Re-initialised only when the wanted length really changes (first hop,
+  // new sample rate), so that the release carries over between hops.
+  if (std::fabs(release_.length() - releaseLength) > 0.001f) {
+    releaseCurrent_ = kFloor;
+    release_.initialise(releaseLength, 0.0f);
+    release_.setState(releaseCurrent_);
+  }
+  if (std::fabs(attack_.length() - attackLength) > 0.001f) {
+    attackCurrent_ = kFloor;
+    attack_.initialise(attackLength, 0.0f);
+    attack_.setState(attackCurrent_);
+  }
+
+  float* env = envelope.data();
+  for (uint32_t i = 2 * hop; i-- > 0;) {
+    const float e = std::max(std::fabs(overlap[i]), kFloor);
+    if (e >= attackCurrent_) {
+      attackCurrent_ = e;
+      attack_.setState(e);
+    } else {
+      attackCurrent_ = attack_.step(e);
+    }
+    env[i] = attackCurrent_;
+  }
+  attackCurrent_ = kFloor;
+  attack_.setState(kFloor);
+
+  for (uint32_t i = 0; i < hop; ++i) {
+    const float e = std::max(std::fabs(env[i]), kFloor);
+    if (e < releaseCurrent_) {
+      releaseCurrent_ = release_.step(e);
+    } else {
+      releaseCurrent_ = e;
+      release_.setState(e);
+    }
+    env[i] = releaseCurrent_;
+  }
+
+  for (uint32_t i = 0; i < hop; ++i) {
+    overlap[i] /= env[i];
+  }
+  envelope.push(nullptr);
+}
+
+} // namespace vora

@@ -1,0 +1,31 @@
+// Peak limiter with a ceiling of 1.0 on a channel's overlap-add buffer.
+// A backward pass over two hops starts the gain reduction before a peak
+// (look-ahead, short attack smoothing); a forward pass over the hop lets it
+// recover (release smoothing, carried over from hop to hop).
+#pragma once
+
+#include "dsp/hop_fifo.h"
+#include "dsp/one_pole_smoother.h"
+
+#include <cstdint>
+
+namespace vora {
+
+class OutputLimiter {
+public:
+  // Scales the first `hop` samples of `overlap` in place (reading 2 * hop of
+  // them) and advances `envelope`. Lengths are in samples.
+  void limit(float* overlap, HopFifo& envelope, uint32_t hop, float attackLength, float releaseLength);
+
+  float releaseValue() const { return releaseCurrent_; }
+
+private:
+  static constexpr float kFloor = 1.0f;
+
+  OnePoleSmoother release_;
+  float releaseCurrent_ = kFloor;
+  OnePoleSmoother attack_;
+  float attackCurrent_ = kFloor;
+};
+
+} // namespace vora

@@ -1,0 +1,223 @@
+#include "dsp/pex_vorafier.h"
+
+#include "dsp/payload_codec.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vora {
+
+namespace {
+
+constexpr float kTiny = 1.1754944e-38f;      // keeps dB conversions finite
+constexpr float kBandThresholdDb = -144.5f;  // band ranges end where weights fall below this
+constexpr float kFloorMagnitude = 1e-5f;     // quieter bins are pushed further down
+constexpr float kMixSmoothingMs = 50.0f;
+constexpr float kWetThreshold = 0.001f;      // at or below: wet path skipped
+constexpr float kDryThreshold = 0.999f;      // at or above: dry path skipped
+
+float dbToGain(float db) { return std::pow(10.0f, db / 20.0f) - kTiny; }
+
+} // namespace
+
+PexVorafier::PexVorafier() = default;
+
+int PexVorafier::setup(float sampleRate) {
+  if (!(sampleRate >= kMinSampleRate && sampleRate <= kMaxSampleRate)) {
+    configured_ = false;
+    return -1;
+  }
+  const uint32_t fftSize = sampleRate <= 50000.0f ? 256u : sampleRate <= 100000.0f ? 512u : 1024u;
+  bandBank_.build(sampleRate, fftSize, kBandThresholdDb);
+  if (!fft_.setup(fftSize)) {
+    configured_ = false;
+    return -1;
+  }
+  fftSize_ = fftSize;
+  hopSize_ = fftSize >> 2;
+  hopMilliseconds_ = static_cast<float>(hopSize_) / sampleRate * 1000.0f;
+  attackLength_ = std::trunc(sampleRate * 0.0001225f);
+  releaseLength_ = std::trunc(sampleRate * 0.0058f);
+
+  for (int ch = 0; ch < kMaxChannels; ++ch) {
+    channels_[ch].inputFifo.initialise(fftSize, hopSize_);
+    channels_[ch].overlapFifo.initialise(fftSize, hopSize_);
+    channels_[ch].envelopeFifo.initialise(fftSize, hopSize_);
+    dryFifo_[ch].initialise(fftSize, hopSize_);
+  }
+
+  const float n = static_cast<float>(fftSize);
+  floorFirstBin_ = static_cast<uint32_t>(std::ceil(n * 500.0f / sampleRate) + 1.0f);
+  floorEndBin_ = std::min(static_cast<uint32_t>(std::ceil(n * 13454.343f / sampleRate) + 2.0f), fftSize / 2);
+
+  // Periodic Hann; analysis × synthesis overlap-added at a hop of N/4 sums
+  // to one.
+  float windowSum = 0.0f;
+  for (uint32_t i = 0; i < fftSize; ++i) {
+    analysisWindow_[i] = (1.0f - std::cos(static_cast<float>(i) * 6.2831855f / n)) * 0.5f;
+    windowSum += analysisWindow_[i];
+  }
+  for (uint32_t i = 0; i < fftSize; ++i) {
+    const float w = analysisWindow_[i];
+    analysisWindow_[i] = w / windowSum;
+    synthesisWindow_[i] = windowSum * w / 1.5f;
+  }
+
+  mixSmoother_.initialise(kMixSmoothingMs / hopMilliseconds_, 1.0f);
+  configured_ = true;
+  return static_cast<int>(hopSize_);
+}
+
+void PexVorafier::applyParameterPayload(const unsigned char* payload) {
+  decodePresetPayload(payload, parameters_);
+  presetApplied_ = true;
+}
+
+uint32_t PexVorafier::latency() const { return configured_ ? fftSize_ - hopSize_ : 0; }
+
+void PexVorafier::processStereo(float** channels, bool bypass, float mix) {
+  if (!configured_ || !presetApplied_) {
+    return;
+  }
+  float* const pair[kMaxChannels] = {channels[0], channels[1]};
+  processHop(pair, bypass ? 0.0f : mix, true, true);
+}
+
+void PexVorafier::processMono(float* channel, bool bypass, float mix) {
+  if (!configured_ || !presetApplied_) {
+    return;
+  }
+  float* const pair[kMaxChannels] = {channel, nullptr};
+  processHop(pair, bypass ? 0.0f : mix, true, true);
+}
+
+void PexVorafier::analyse(StftChannel& channel, const float* input) {
+  channel.inputFifo.push(input);
+  float* work = channel.work;
+  const float* frame = channel.inputFifo.data();
+  for (uint32_t i = 0; i < fftSize_; ++i) {
+    work[i] = frame[i] * analysisWindow_[i];
+  }
+  fft_.forward(work, work);
+  // Bin 0 leaves the band processing; its real part and the Nyquist real
+  // part are put back unchanged at synthesis.
+  channel.dcReal = work[0];
+  channel.nyquistReal = work[1];
+  work[0] = 0.0f;
+  work[1] = 0.0f;
+  const uint32_t bins = fftSize_ / 2;
+  for (uint32_t k = 0; k < bins; ++k) {
+    const float re = work[2 * k];
+    const float im = work[2 * k + 1];
+    channel.magnitude[k] = std::sqrt(re * re + im * im);
+  }
+  for (uint32_t k = floorFirstBin_; k < floorEndBin_; ++k) {
+    const float m = channel.magnitude[k];
+    if (m < kFloorMagnitude) {
+      channel.magnitude[k] = m * (m / kFloorMagnitude);
+    }
+  }
+}
+
+void PexVorafier::synthesise(StftChannel& channel, const float* accumulator, float* output, bool limit) {
+  float* work = channel.work;
+  const uint32_t bins = fftSize_ / 2;
+  // Keep each bin's phase: scaling the complex value by new/old magnitude
+  // equals new × (cos φ, sin φ); a bin of zero magnitude has phase 0.
+  for (uint32_t k = 1; k < bins; ++k) {
+    const float re = work[2 * k];
+    const float im = work[2 * k + 1];
+    const float oldMagnitude = std::sqrt(re * re + im * im);
+    if (oldMagnitude > 0.0f) {
+      const float scale = accumulator[k] / oldMagnitude;
+      work[2 * k] = re * scale;
+      work[2 * k + 1] = im * scale;
+    } else {
+      work[2 * k] = accumulator[k];
+      work[2 * k + 1] = 0.0f;
+    }
+  }
+  work[0] = channel.dcReal;
+  work[1] = channel.nyquistReal;
+  fft_.inverse(work, work);
+
+  float* overlap = channel.overlapFifo.data();
+  for (uint32_t i = 0; i < fftSize_; ++i) {
+    overlap[i] += work[i] * synthesisWindow_[i];
+  }
+  if (limit) {
+    channel.limiter.limit(overlap, channel.envelopeFifo, hopSize_, attackLength_, releaseLength_);
+  }
+  std::copy(overlap, overlap + hopSize_, output);
+  channel.overlapFifo.push(nullptr);
+}
+
+void PexVorafier::processHop(float* const* io, float mixTarget, bool smoothMix, bool limit) {
+  const int channelCount = io[1] != nullptr ? 2 : 1;
+  const uint32_t hop = hopSize_;
+
+  // A non-finite sample would poison the smoothers and the limiter for good.
+  for (int ch = 0; ch < channelCount; ++ch) {
+    float* samples = io[ch];
+    for (uint32_t i = 0; i < hop; ++i) {
+      if (!std::isfinite(samples[i])) {
+        samples[i] = 0.0f;
+      }
+    }
+  }
+
+  const float mix = smoothMix ? mixSmoother_.step(mixTarget) : mixTarget;
+  if (mix < kDryThreshold) {
+    for (int ch = 0; ch < channelCount; ++ch) {
+      dryFifo_[ch].push(io[ch]);
+    }
+  }
+
+  if (mix > kWetThreshold) {
+    for (int ch = 0; ch < channelCount; ++ch) {
+      analyse(channels_[ch], io[ch]);
+      std::fill(accumulator_[ch], accumulator_[ch] + fftSize_ / 2, 0.0f);
+    }
+    for (int band = 0; band < kBandCount; ++band) {
+      const BandRange& range = bandBank_.ranges[band];
+      const float* weights = bandBank_.weights[band];
+      float sums[kMaxChannels] = {0.0f, 0.0f};
+      for (int ch = 0; ch < channelCount; ++ch) {
+        const float* magnitude = channels_[ch].magnitude;
+        float sum = 0.0f;
+        for (uint32_t k = range.firstBin; k < range.endBin; ++k) {
+          sum += magnitude[k] * weights[k];
+        }
+        sums[ch] = sum;
+      }
+      BandGains gains;
+      if (band < kControlledBandCount) {
+        gains = computeBandGain(band, sums, channelCount, parameters_, hopMilliseconds_, slowGain_[band]);
+      }
+      for (int ch = 0; ch < channelCount; ++ch) {
+        const float gain = dbToGain(gains.gainDb[ch]);
+        const float* magnitude = channels_[ch].magnitude;
+        float* accumulator = accumulator_[ch];
+        for (uint32_t k = range.firstBin; k < range.endBin; ++k) {
+          accumulator[k] += magnitude[k] * weights[k] * gain;
+        }
+      }
+    }
+    for (int ch = 0; ch < channelCount; ++ch) {
+      synthesise(channels_[ch], accumulator_[ch], io[ch], limit);
+    }
+  }
+
+  if (mix < kDryThreshold) {
+    const float dryGain = 1.0f - mix;
+    for (int ch = 0; ch < channelCount; ++ch) {
+      const float* dry = dryFifo_[ch].data();
+      float* out = io[ch];
+      for (uint32_t i = 0; i < hop; ++i) {
+        out[i] = out[i] * mix + dry[i] * dryGain;
+      }
+    }
+  }
+}
+
+} // namespace vora

@@ -1,0 +1,107 @@
+// The vorafier: a multiband dynamics processor in the short-time Fourier
+// domain. One call processes one hop (N/4 samples) per channel in place.
+//
+//   input hop ──┬──────────────────────────────► dry FIFO (N) ──► dry, N-hop late
+//               │                                                    │
+//               └► input FIFO (N) ─► × analysis window ─► FFT        │
+//                     ─► |X|, phase ─► low-magnitude floor           │
+//                     ─► 14 bands: Σ|X|·w_b ─► gain computer (0..12) │
+//                     ─► Σ_b |X|·w_b·g_b ─► rebuild with phase ─► IFFT
+//                     ─► × synthesis window ─► overlap-add (N)       │
+//                     ─► limiter (ceiling 1.0) ─► wet hop            │
+//                                                 └──► wet·m + dry·(1-m) ─► output hop
+//
+// The mix m follows its target through a 50 ms smoother; above 0.999 the dry
+// path is skipped, at or below 0.001 the wet path. Bypass sets the target
+// to 0. The latency is N - hop samples. Nothing allocates after setup().
+#pragma once
+
+#include "dsp/band_bank.h"
+#include "dsp/band_gain_computer.h"
+#include "dsp/hop_fifo.h"
+#include "dsp/one_pole_smoother.h"
+#include "dsp/output_limiter.h"
+#include "dsp/real_fft.h"
+#include "dsp/vorafier_parameters.h"
+
+#include <cstdint>
+
+namespace vora {
+
+class PexVorafier {
+public:
+  static constexpr uint32_t kMaxFftSize = 1024;
+  static constexpr float kMinSampleRate = 31999.0f;
+  static constexpr float kMaxSampleRate = 192001.0f;
+
+  PexVorafier();
+  PexVorafier(const PexVorafier&) = delete;
+  PexVorafier& operator=(const PexVorafier&) = delete;
+
+  // Configures for a sample rate: FFT size 256 (up to 50 kHz), 512 (up to
+  // 100 kHz) or 1024. Returns the hop size, or -1 for a rate outside
+  // 31999..192001 Hz (the engine is then unconfigured). Allocates the FFT
+  // plan; not real-time safe.
+  int setup(float sampleRate);
+
+  // Decodes a 196-byte payload into the parameter record.
+  void applyParameterPayload(const unsigned char* payload);
+
+  // N - hop samples once configured, else 0.
+  uint32_t latency() const;
+  uint32_t hopSize() const { return hopSize_; }
+
+  // Process exactly one hop per channel in place, with mix smoothing and the
+  // limiter on. Until both setup and a payload have succeeded the audio is
+  // left untouched. Non-finite input samples are treated as silence.
+  void processStereo(float** channels, bool bypass, float mix);
+  void processMono(float* channel, bool bypass, float mix);
+
+  // The per-hop process itself; channels[1] == nullptr means mono.
+  void processHop(float* const* channels, float mixTarget, bool smoothMix, bool limit);
+
+  bool isConfigured() const { return configured_; }
+  bool isPresetApplied() const { return presetApplied_; }
+  const BandBank& bandBank() const { return bandBank_; }
+  const VorafierParameters& parameters() const { return parameters_; }
+  float hopMilliseconds() const { return hopMilliseconds_; }
+  const float* analysisWindow() const { return analysisWindow_; }
+  const float* synthesisWindow() const { return synthesisWindow_; }
+
+private:
+  struct StftChannel {
+    float dcReal = 0.0f;
+    float nyquistReal = 0.0f;
+    float magnitude[kMaxBinCount] = {};
+    float work[kMaxFftSize + 2] = {};
+    HopFifo inputFifo;
+    HopFifo overlapFifo;
+    HopFifo envelopeFifo;
+    OutputLimiter limiter;
+  };
+
+  void analyse(StftChannel& channel, const float* input);
+  void synthesise(StftChannel& channel, const float* accumulator, float* output, bool limit);
+
+  bool presetApplied_ = false;
+  bool configured_ = false;
+  uint32_t fftSize_ = 0;
+  uint32_t hopSize_ = 0;
+  float hopMilliseconds_ = 0.0f;
+  float attackLength_ = 0.0f;  // limiter, samples
+  float releaseLength_ = 0.0f; // limiter, samples
+  OnePoleSmoother mixSmoother_;
+  StftChannel channels_[kMaxChannels];
+  HopFifo dryFifo_[kMaxChannels];
+  RealFft fft_;
+  BandBank bandBank_;
+  SlowGainState slowGain_[kControlledBandCount];
+  float analysisWindow_[kMaxFftSize] = {};
+  float synthesisWindow_[kMaxFftSize] = {};
+  float accumulator_[kMaxChannels][kMaxBinCount] = {};
+  uint32_t floorFirstBin_ = 0;
+  uint32_t floorEndBin_ = 0;
+  VorafierParameters parameters_;
+};
+
+} // namespace vora

@@ -1,0 +1,44 @@
+// Real FFT of size N (a power of two up to 1024) with a fixed contract that
+// the engine relies on, whatever the backend:
+//   - forward is unscaled, inverse carries 1/N, so forward then inverse
+//     returns the input;
+//   - the spectrum is packed into N floats: element 0 is the real part of
+//     bin 0, element 1 the real part of bin N/2, then the (Re, Im) pairs of
+//     bins 1 .. N/2-1.
+// The plan and every buffer are made by setup(); forward and inverse do not
+// allocate.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+namespace vora {
+
+class RealFft {
+public:
+  static constexpr uint32_t kMaxSize = 1024;
+
+  RealFft();
+  ~RealFft();
+  RealFft(const RealFft&) = delete;
+  RealFft& operator=(const RealFft&) = delete;
+
+  // Makes the plan for `size` (256, 512 or 1024 in this library). Not
+  // real-time safe. Returns false for a size the backend refuses.
+  bool setup(uint32_t size);
+  uint32_t size() const { return size_; }
+
+  // In place is allowed (input == output).
+  void forward(const float* input, float* packedSpectrum);
+  void inverse(const float* packedSpectrum, float* output);
+
+  // Name of the backend compiled in ("kissfft" or "fftw").
+  static const char* backendName();
+
+private:
+  struct Backend;
+  std::unique_ptr<Backend> backend_;
+  uint32_t size_ = 0;
+};
+
+} // namespace vora

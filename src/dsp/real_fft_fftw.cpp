@@ -1,0 +1,85 @@
+// FFTW3 backend of RealFft (single precision). Optional: FFTW is GPL, which
+// does not suit a library linked into closed applications.
+#include "dsp/real_fft.h"
+
+#include <fftw3.h>
+
+namespace vora {
+
+struct RealFft::Backend {
+  fftwf_plan forwardPlan = nullptr;
+  fftwf_plan inversePlan = nullptr;
+  float* time = nullptr;
+  float* halfComplex = nullptr; // r0, r1, ..., r(N/2), i(N/2-1), ..., i1
+
+  ~Backend() {
+    if (forwardPlan != nullptr) {
+      fftwf_destroy_plan(forwardPlan);
+    }
+    if (inversePlan != nullptr) {
+      fftwf_destroy_plan(inversePlan);
+    }
+    fftwf_free(time);
+    fftwf_free(halfComplex);
+  }
+};
+
+RealFft::RealFft() = default;
+RealFft::~RealFft() = default;
+
+const char* RealFft::backendName() { return "fftw"; }
+
+bool RealFft::setup(uint32_t size) {
+  if (size < 4 || size > kMaxSize || (size & (size - 1)) != 0) {
+    return false;
+  }
+  if (backend_ && size_ == size) {
+    return true;
+  }
+  auto backend = std::make_unique<Backend>();
+  backend->time = fftwf_alloc_real(size);
+  backend->halfComplex = fftwf_alloc_real(size);
+  const int n = static_cast<int>(size);
+  backend->forwardPlan = fftwf_plan_r2r_1d(n, backend->time, backend->halfComplex, FFTW_R2HC, FFTW_MEASURE);
+  backend->inversePlan = fftwf_plan_r2r_1d(n, backend->halfComplex, backend->time, FFTW_HC2R, FFTW_MEASURE);
+  if (backend->forwardPlan == nullptr || backend->inversePlan == nullptr) {
+    return false;
+  }
+  backend_ = std::move(backend);
+  size_ = size;
+  return true;
+}
+
+void RealFft::forward(const float* input, float* packedSpectrum) {
+  float* time = backend_->time;
+  const float* hc = backend_->halfComplex;
+  for (uint32_t n = 0; n < size_; ++n) {
+    time[n] = input[n];
+  }
+  fftwf_execute(backend_->forwardPlan);
+  const uint32_t half = size_ / 2;
+  packedSpectrum[0] = hc[0];
+  packedSpectrum[1] = hc[half];
+  for (uint32_t k = 1; k < half; ++k) {
+    packedSpectrum[2 * k] = hc[k];
+    packedSpectrum[2 * k + 1] = hc[size_ - k];
+  }
+}
+
+void RealFft::inverse(const float* packedSpectrum, float* output) {
+  float* hc = backend_->halfComplex;
+  const uint32_t half = size_ / 2;
+  hc[0] = packedSpectrum[0];
+  hc[half] = packedSpectrum[1];
+  for (uint32_t k = 1; k < half; ++k) {
+    hc[k] = packedSpectrum[2 * k];
+    hc[size_ - k] = packedSpectrum[2 * k + 1];
+  }
+  fftwf_execute(backend_->inversePlan);
+  const float scale = 1.0f / static_cast<float>(size_);
+  for (uint32_t n = 0; n < size_; ++n) {
+    output[n] = backend_->time[n] * scale;
+  }
+}
+
+} // namespace vora

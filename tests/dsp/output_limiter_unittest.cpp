@@ -1,0 +1,74 @@
+#include "dsp/output_limiter.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace vora {
+namespace {
+
+struct LimiterRig {
+  explicit LimiterRig(float sampleRate) {
+    hop = sampleRate > 50000.0f ? 128u : 64u;
+    attack = std::trunc(sampleRate * 0.0001225f);
+    release = std::trunc(sampleRate * 0.0058f);
+    envelope.initialise(4 * hop, hop);
+  }
+  void run(float* overlap) { limiter.limit(overlap, envelope, hop, attack, release); }
+
+  OutputLimiter limiter;
+  HopFifo envelope;
+  uint32_t hop;
+  float attack, release;
+};
+
+TEST(OutputLimiterTest, HopWithinFullScalePassesUnchanged) {
+  LimiterRig rig(48000.0f);
+  float overlap[512];
+  for (int i = 0; i < 512; ++i) {
+    overlap[i] = std::sin(0.1f * static_cast<float>(i)) * 0.99f;
+  }
+  float expected[512];
+  std::copy(overlap, overlap + 512, expected);
+  rig.run(overlap);
+  for (uint32_t i = 0; i < rig.hop; ++i) {
+    EXPECT_EQ(overlap[i], expected[i]);
+  }
+}
+
+TEST(OutputLimiterTest, LoneSampleOfTwoComesOutAtOneWithNeighboursReduced) {
+  LimiterRig rig(48000.0f);
+  float overlap[512];
+  std::fill(overlap, overlap + 512, 0.5f);
+  overlap[32] = 2.0f;
+  rig.run(overlap);
+  EXPECT_FLOAT_EQ(overlap[32], 1.0f);
+  EXPECT_LT(overlap[31], 0.5f); // look-ahead: reduced before the peak
+  EXPECT_LT(overlap[33], 0.5f); // release: reduced after it
+  EXPECT_LT(overlap[31], overlap[20]);
+  EXPECT_NEAR(overlap[0], 0.5f, 1e-3f); // the attack smoothing is short
+}
+
+class LimiterReleaseTest : public testing::TestWithParam<float> {};
+
+// A peak at the end of one hop still reduces the start of the next: the
+// release state is not restarted between hops.
+TEST_P(LimiterReleaseTest, ReleaseCarriesOverToTheNextHop) {
+  LimiterRig rig(GetParam());
+  float overlap[512];
+  std::fill(overlap, overlap + 512, 0.5f);
+  overlap[rig.hop - 1] = 4.0f;
+  rig.run(overlap);
+  EXPECT_FLOAT_EQ(overlap[rig.hop - 1], 1.0f);
+  EXPECT_GT(rig.limiter.releaseValue(), 3.0f);
+
+  std::fill(overlap, overlap + 512, 0.5f);
+  rig.run(overlap);
+  EXPECT_LT(overlap[0], 0.2f);
+  EXPECT_LT(overlap[0], overlap[rig.hop - 1]);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rates, LimiterReleaseTest, testing::Values(44100.0f, 48000.0f, 96000.0f));
+
+} // namespace
+} // namespace vora

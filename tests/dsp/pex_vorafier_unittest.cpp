@@ -1,0 +1,266 @@
+#include "dsp/pex_vorafier.h"
+
+#include "dsp/payload_codec.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <numbers>
+#include <random>
+#include <vector>
+
+namespace vora {
+namespace {
+
+// Gains in dB for every controlled band, no compression, no slow gain.
+VorafierParameters flatParameters(float gainDb) {
+  VorafierParameters parameters;
+  for (auto& band : parameters.bands) {
+    band.fastRatio0 = band.fastRatio1 = 1.0f;
+    band.gainDb0 = band.gainDb1 = gainDb;
+    band.slowFactor = 0.0f;
+    band.slowDelayMs = 10.0f;
+    band.slowTimeConstantMs = 50.0f;
+  }
+  return parameters;
+}
+
+void applyParameters(PexVorafier& engine, const VorafierParameters& parameters) {
+  std::array<unsigned char, kPresetPayloadSize> payload{};
+  encodePresetPayload(parameters, payload.data());
+  engine.applyParameterPayload(payload.data());
+}
+
+// Runs a whole stereo signal (both channels alike) through the engine.
+std::vector<float> runStereo(PexVorafier& engine, const std::vector<float>& input, bool bypass, float mix) {
+  const uint32_t hop = engine.hopSize();
+  std::vector<float> left = input, right = input;
+  for (size_t start = 0; start + hop <= input.size(); start += hop) {
+    float* channels[2] = {left.data() + start, right.data() + start};
+    engine.processStereo(channels, bypass, mix);
+  }
+  for (size_t i = 0; i < input.size(); ++i) {
+    EXPECT_EQ(left[i], right[i]);
+  }
+  return left;
+}
+
+std::vector<float> sine(double frequencyHz, double rate, size_t frames, double amplitude) {
+  std::vector<float> out(frames);
+  for (size_t i = 0; i < frames; ++i) {
+    out[i] = static_cast<float>(amplitude * std::sin(2.0 * std::numbers::pi * frequencyHz * i / rate));
+  }
+  return out;
+}
+
+double rms(const std::vector<float>& x, size_t from) {
+  double sum = 0.0;
+  for (size_t i = from; i < x.size(); ++i) {
+    sum += double(x[i]) * x[i];
+  }
+  return std::sqrt(sum / double(x.size() - from));
+}
+
+struct RateCase {
+  float rate;
+  int hop; // -1: refused
+};
+
+class EngineRateTest : public testing::TestWithParam<RateCase> {};
+
+TEST_P(EngineRateTest, FftSizeHopAndLatencyFollowTheRate) {
+  PexVorafier engine;
+  const RateCase c = GetParam();
+  EXPECT_EQ(engine.setup(c.rate), c.hop);
+  EXPECT_EQ(engine.isConfigured(), c.hop > 0);
+  EXPECT_EQ(engine.latency(), c.hop > 0 ? static_cast<uint32_t>(3 * c.hop) : 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rates, EngineRateTest,
+                         testing::Values(RateCase{32000, 64}, RateCase{48000, 64}, RateCase{50000, 64},
+                                         RateCase{50001, 128}, RateCase{96000, 128}, RateCase{100000, 128},
+                                         RateCase{100001, 256}, RateCase{192000, 256}, RateCase{31998, -1},
+                                         RateCase{192002, -1}));
+
+TEST(EngineTest, WindowsOverlapAddToOne) {
+  for (float rate : {48000.0f, 96000.0f, 192000.0f}) {
+    PexVorafier engine;
+    const uint32_t hop = static_cast<uint32_t>(engine.setup(rate));
+    for (uint32_t n = 0; n < hop; ++n) {
+      float sum = 0.0f;
+      for (uint32_t j = 0; j < 4; ++j) {
+        sum += engine.analysisWindow()[n + j * hop] * engine.synthesisWindow()[n + j * hop];
+      }
+      EXPECT_NEAR(sum, 1.0f, 1e-5f) << rate << " " << n;
+    }
+  }
+}
+
+TEST(EngineTest, LeavesAudioUntouchedUntilSetUpAndGivenAPayload) {
+  PexVorafier engine;
+  const std::vector<float> input = sine(1000.0, 48000.0, 640, 0.5);
+  std::vector<float> buffer = input;
+  engine.processMono(buffer.data(), false, 1.0f);
+  EXPECT_EQ(buffer, input);
+
+  ASSERT_EQ(engine.setup(48000.0f), 64);
+  for (size_t start = 0; start < 640; start += 64) {
+    engine.processMono(buffer.data() + start, false, 1.0f);
+  }
+  EXPECT_EQ(buffer, input);
+}
+
+TEST(EngineTest, BandThirteenIsNotControlled) {
+  // An 18 kHz tone lies in the highpass band only: boosting every
+  // controlled band by 20 dB leaves it where it was.
+  const std::vector<float> input = sine(18000.0, 48000.0, 9600, 0.25);
+  PexVorafier flat, boosted;
+  flat.setup(48000.0f);
+  boosted.setup(48000.0f);
+  applyParameters(flat, flatParameters(0.0f));
+  applyParameters(boosted, flatParameters(20.0f));
+  const double flatRms = rms(runStereo(flat, input, false, 1.0f), 4800);
+  const double boostedRms = rms(runStereo(boosted, input, false, 1.0f), 4800);
+  EXPECT_NEAR(20.0 * std::log10(boostedRms / flatRms), 0.0, 0.05);
+  EXPECT_NEAR(20.0 * std::log10(flatRms / rms(input, 4800)), 0.0, 0.1);
+}
+
+TEST(EngineTest, DcAndNyquistRealPartsBypassTheBands) {
+  // With every controlled band at its lowest gain, a constant and a
+  // Nyquist-rate square still come through at almost full level: the real
+  // parts of bins 0 and N/2 skip the band processing (only the leakage into
+  // the neighbouring bins is attenuated).
+  PexVorafier engine;
+  engine.setup(48000.0f);
+  applyParameters(engine, flatParameters(-42.0f));
+  std::vector<float> input(4800);
+  for (size_t i = 0; i < input.size(); ++i) {
+    input[i] = 0.1f + ((i % 2) ? -0.05f : 0.05f);
+  }
+  const std::vector<float> output = runStereo(engine, input, false, 1.0f);
+  double mean = 0.0, alternating = 0.0;
+  for (size_t i = 2400; i < 4800; ++i) {
+    mean += output[i];
+    alternating += (i % 2 ? -1.0 : 1.0) * output[i];
+  }
+  mean /= 2400.0;
+  alternating /= 2400.0;
+  EXPECT_GT(mean, 0.1 * 0.45);
+  EXPECT_GT(std::fabs(alternating), 0.05 * 0.45);
+}
+
+TEST(EngineTest, MixThresholdsSkipThePaths) {
+  PexVorafier engine;
+  engine.setup(48000.0f);
+  applyParameters(engine, flatParameters(6.0f));
+  std::vector<float> signal = sine(1000.0, 48000.0, 64 * 40, 0.3);
+
+  // A target of 1.0 never feeds the dry FIFO: when the mix then drops to 0
+  // the oldest dry hop is still silence.
+  for (int hop = 0; hop < 30; ++hop) {
+    float* channels[2] = {signal.data() + 64 * hop, nullptr};
+    engine.processHop(channels, 1.0f, false, true);
+  }
+  std::vector<float> block(signal.begin() + 64 * 30, signal.begin() + 64 * 31);
+  float* channels[2] = {block.data(), nullptr};
+  engine.processHop(channels, 0.0f, false, true);
+  for (float x : block) {
+    EXPECT_EQ(x, 0.0f);
+  }
+
+  // At or below 0.001 the wet path is skipped: the output is the undelayed
+  // input times m plus the delayed dry signal times 1 - m.
+  std::vector<float> last(signal.begin() + 64 * 31, signal.begin() + 64 * 32);
+  std::vector<float> expected(64);
+  for (size_t i = 0; i < 64; ++i) {
+    expected[i] = last[i] * 0.001f; // the dry FIFO's oldest hop is still silence
+  }
+  channels[0] = last.data();
+  engine.processHop(channels, 0.001f, false, true);
+  for (size_t i = 0; i < 64; ++i) {
+    EXPECT_FLOAT_EQ(last[i], expected[i]);
+  }
+}
+
+TEST(EngineTest, BypassFadesToTheDelayedDrySignalOverFiftyMilliseconds) {
+  PexVorafier engine;
+  engine.setup(48000.0f);
+  applyParameters(engine, flatParameters(12.0f));
+  const std::vector<float> input = sine(2500.0, 48000.0, 48000, 0.1);
+  const std::vector<float> output = runStereo(engine, input, true, 1.0f);
+  const uint32_t latency = engine.latency();
+  // Early on the boosted wet signal still dominates...
+  double early = 0.0;
+  for (size_t i = 480; i < 960; ++i) {
+    early = std::max(early, std::fabs(double(output[i]) - input[i - latency]));
+  }
+  EXPECT_GT(early, 0.05);
+  // ...after ten time constants only the delayed dry signal is left.
+  for (size_t i = 24000; i < input.size(); ++i) {
+    ASSERT_NEAR(output[i], input[i - latency], 2e-4f) << i;
+  }
+}
+
+TEST(EngineTest, NoisyLoudSignalComesOutFiniteLimitedAndDelayed) {
+  // Noise bursts and a loud sine through strong gains and compression.
+  PexVorafier engine;
+  engine.setup(48000.0f);
+  VorafierParameters parameters = flatParameters(0.0f);
+  for (size_t b = 0; b < parameters.bands.size(); ++b) {
+    auto& band = parameters.bands[b];
+    band.gainDb0 = band.gainDb1 = (b % 3 == 0) ? 18.0f : -6.0f;
+    band.fastThresholdDb0 = band.fastThresholdDb1 = -30.0f;
+    band.fastRatio0 = band.fastRatio1 = 0.3f;
+    band.slowThresholdDb = -50.0f;
+    band.slowFactor = 0.5f;
+  }
+  applyParameters(engine, parameters);
+
+  std::mt19937 random(99u);
+  std::normal_distribution<float> noise(0.0f, 0.3f);
+  std::vector<float> input = sine(440.0, 48000.0, 48000, 0.9);
+  for (size_t i = 0; i < input.size(); ++i) {
+    if ((i / 4800) % 2 == 0) {
+      input[i] += noise(random);
+    }
+  }
+  const std::vector<float> output = runStereo(engine, input, false, 1.0f);
+  for (float x : output) {
+    ASSERT_TRUE(std::isfinite(x));
+    ASSERT_LE(std::fabs(x), 1.0f + 1e-6f);
+  }
+  // The strongest correlation with the input is at the reported latency.
+  const int latency = static_cast<int>(engine.latency());
+  int bestLag = -1;
+  double best = -1.0;
+  for (int lag = 0; lag < 400; ++lag) {
+    double sum = 0.0;
+    for (size_t i = 4800; i < 43200; ++i) {
+      sum += double(output[i]) * input[i - static_cast<size_t>(lag)];
+    }
+    if (sum > best) {
+      best = sum;
+      bestLag = lag;
+    }
+  }
+  EXPECT_NEAR(bestLag, latency, 2);
+}
+
+TEST(EngineTest, NonFiniteInputIsTreatedAsSilence) {
+  PexVorafier engine;
+  engine.setup(48000.0f);
+  applyParameters(engine, flatParameters(6.0f));
+  std::vector<float> input = sine(1000.0, 48000.0, 9600, 0.5);
+  input[1000] = NAN;
+  input[2000] = INFINITY;
+  input[3000] = -INFINITY;
+  const std::vector<float> output = runStereo(engine, input, false, 0.5f);
+  for (float x : output) {
+    ASSERT_TRUE(std::isfinite(x));
+  }
+  EXPECT_GT(rms(output, 8000), 0.1);
+}
+
+} // namespace
+} // namespace vora
