@@ -1,0 +1,247 @@
+#include "framework/audio_processor.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace vora {
+
+AudioProcessor::AudioProcessor() : messageRing_(std::make_unique<MessageRing>(kMessageRingBytes)) {}
+
+AudioProcessor::~AudioProcessor() = default;
+
+bool AudioProcessor::setup(int numInputs, int numOutputs, int maxFrames, double sampleRate) {
+  processingChannels_ = std::max(numInputs, numOutputs);
+  numInputs_ = numInputs;
+  numOutputs_ = numOutputs;
+  maxFrames_ = maxFrames;
+  sampleRate_ = sampleRate;
+  allocateOutputBuffers();
+  return onSetup(numInputs, numOutputs, maxFrames, sampleRate);
+}
+
+void AudioProcessor::allocateOutputBuffers() {
+  if (numOutputs_ <= 0) {
+    return; // old buffers stay
+  }
+  outputReady_ = false;
+  releaseOutputBuffers();
+  const size_t frames = static_cast<size_t>(std::max(maxFrames_, 0));
+  outputBuffers_.assign(static_cast<size_t>(numOutputs_), std::vector<float>(frames, 0.0f));
+  for (auto& buffer : outputBuffers_) {
+    outputPointers_.push_back(buffer.data());
+  }
+}
+
+void AudioProcessor::releaseOutputBuffers() {
+  outputBuffers_.clear();
+  outputPointers_.clear();
+}
+
+void AudioProcessor::releaseQueues() {
+  inputQueues_.clear();
+  outputQueues_.clear();
+  blockBuffers_.clear();
+  blockPointers_.clear();
+  queuedChannels_ = 0;
+}
+
+void AudioProcessor::setInternalBlockSize(int blockSize) {
+  internalBlockSize_ = blockSize;
+  heldTimeStamp_ = AudioTimeStamp{};
+  releaseQueues();
+  if (internalBlockSize_ <= 0 || processingChannels_ <= 0) {
+    return;
+  }
+  queuedChannels_ = processingChannels_;
+  const size_t capacity = 2 * static_cast<size_t>(std::max(internalBlockSize_, maxFrames_));
+  for (int ch = 0; ch < queuedChannels_; ++ch) {
+    inputQueues_.emplace_back(capacity);
+    outputQueues_.emplace_back(capacity);
+    blockBuffers_.emplace_back(static_cast<size_t>(internalBlockSize_), 0.0f);
+  }
+  for (auto& buffer : blockBuffers_) {
+    blockPointers_.push_back(buffer.data());
+  }
+}
+
+bool AudioProcessor::render(int numInputs, int numOutputs, int frames, float** buffers, AudioTimeStamp& timeStamp) {
+  const size_t count = static_cast<size_t>(std::max(frames, 0));
+  if (internalBlockSize_ <= 0 || processingChannels_ != queuedChannels_) {
+    if (!bypassed_) {
+      process(numInputs, numOutputs, frames, buffers, timeStamp);
+    }
+  } else {
+    const size_t block = static_cast<size_t>(internalBlockSize_);
+    for (int ch = 0; ch < processingChannels_; ++ch) {
+      inputQueues_[static_cast<size_t>(ch)].push(buffers[ch], count);
+    }
+    if (!heldTimeStamp_.isValid && timeStamp.isValid) {
+      heldTimeStamp_.sampleTime = timeStamp.sampleTime;
+      heldTimeStamp_.isValid = true;
+    }
+    for (size_t level = inputQueues_[0].size(); level >= block; level -= block) {
+      for (int ch = 0; ch < processingChannels_; ++ch) {
+        SampleQueue& queue = inputQueues_[static_cast<size_t>(ch)];
+        if (queue.size() >= block) {
+          queue.pop(blockPointers_[static_cast<size_t>(ch)], block);
+        }
+      }
+      if (!bypassed_) {
+        processBlock(numInputs, numOutputs, internalBlockSize_, blockPointers_.data(), heldTimeStamp_);
+      }
+      if (heldTimeStamp_.isValid) {
+        heldTimeStamp_.sampleTime += internalBlockSize_;
+      }
+      for (int ch = 0; ch < processingChannels_; ++ch) {
+        outputQueues_[static_cast<size_t>(ch)].push(blockPointers_[static_cast<size_t>(ch)], block);
+      }
+    }
+
+    const size_t available = outputQueues_[0].size();
+    if (numOutputs == 0) {
+      for (auto& queue : outputQueues_) {
+        queue.clear();
+      }
+    } else if (available != 0) {
+      // Lead with silence until enough processed samples are queued.
+      const size_t pad = count > available ? count - available : 0;
+      for (int ch = 0; ch < numOutputs; ++ch) {
+        std::fill(buffers[ch], buffers[ch] + pad, 0.0f);
+        SampleQueue& queue = outputQueues_[static_cast<size_t>(ch)];
+        if (queue.size() >= count - pad) {
+          queue.pop(buffers[ch] + pad, count - pad);
+        }
+      }
+    } else {
+      for (int ch = 0; ch < numOutputs; ++ch) {
+        std::fill(buffers[ch], buffers[ch] + count, 0.0f);
+      }
+    }
+  }
+
+  if (outputPointers_.empty()) {
+    return false;
+  }
+  const size_t outputs = std::min(static_cast<size_t>(std::max(numOutputs, 0)), outputPointers_.size());
+  const size_t copied = std::min(count, static_cast<size_t>(std::max(maxFrames_, 0)));
+  for (size_t ch = 0; ch < outputs; ++ch) {
+    std::memcpy(outputPointers_[ch], buffers[ch], copied * sizeof(float));
+  }
+  outputReady_ = true;
+  return true;
+}
+
+void AudioProcessor::release() {
+  releaseResources();
+  releaseQueues();
+  releaseOutputBuffers();
+  outputReady_ = false;
+}
+
+bool AudioProcessor::enqueueMessage(const void* message) {
+  uint32_t header[2];
+  std::memcpy(header, message, sizeof header);
+  if (!acceptsMessage(header[1]) || !messageRing_) {
+    return false;
+  }
+  return messageRing_->write(message, header[0]);
+}
+
+bool AudioProcessor::addParameter(ParameterIdentifier id, float value, float minimum, float maximum,
+                                  unsigned channel, unsigned band) {
+  AudioProcessorParameter parameter;
+  parameter.setIdentifier(id);
+  parameter.setMinimum(minimum);
+  parameter.setMaximum(maximum);
+  if (!parameter.setValue(value)) {
+    return false;
+  }
+  if (id == ParameterIdentifier::parameter_unspecified) {
+    return true;
+  }
+  if (parameters_.size() <= channel) {
+    parameters_.resize(static_cast<size_t>(channel) + 1);
+  }
+  auto& bands = parameters_[channel];
+  if (bands.size() <= band) {
+    bands.resize(static_cast<size_t>(band) + 1);
+  }
+  bands[band].insert_or_assign(id, parameter);
+  return true;
+}
+
+const AudioProcessorParameter* AudioProcessor::getParameter(ParameterIdentifier id, unsigned channel,
+                                                            unsigned band) const {
+  if (channel >= parameters_.size() || band >= parameters_[channel].size()) {
+    return nullptr;
+  }
+  const ParameterCell& cell = parameters_[channel][band];
+  const auto it = cell.find(id);
+  return it == cell.end() ? nullptr : &it->second;
+}
+
+AudioProcessorParameter* AudioProcessor::getParameter(ParameterIdentifier id, unsigned channel, unsigned band) {
+  return const_cast<AudioProcessorParameter*>(std::as_const(*this).getParameter(id, channel, band));
+}
+
+bool AudioProcessor::addProperty(PropertyIdentifier id, float number, float minimum, float maximum) {
+  AudioProcessorProperty property;
+  property.setIdentifier(id);
+  property.setMinimum(minimum);
+  property.setMaximum(maximum);
+  if (!property.setValue(AudioProcessorPropertyValue::fromNumber(number))) {
+    return false;
+  }
+  properties_.insert_or_assign(id, property);
+  return true;
+}
+
+bool AudioProcessor::addProperty(PropertyIdentifier id, const std::string& text) {
+  AudioProcessorProperty property;
+  property.setIdentifier(id);
+  property.setText(text);
+  properties_.insert_or_assign(id, property);
+  return true;
+}
+
+AudioProcessorProperty* AudioProcessor::getProperty(PropertyIdentifier id) {
+  const auto it = properties_.find(id);
+  return it == properties_.end() ? nullptr : &it->second;
+}
+
+AudioProcessorPreset AudioProcessor::getPreset() const {
+  AudioProcessorPreset preset;
+  for (const auto& [id, property] : properties_) {
+    preset.addProperty(id, property.getValue());
+  }
+  for (size_t channel = 0; channel < parameters_.size(); ++channel) {
+    for (size_t band = 0; band < parameters_[channel].size(); ++band) {
+      for (const auto& [id, parameter] : parameters_[channel][band]) {
+        preset.addParameter(parameter, static_cast<unsigned>(channel), static_cast<unsigned>(band));
+      }
+    }
+  }
+  return preset;
+}
+
+bool AudioProcessor::applyPreset(const AudioProcessorPreset& preset) {
+  if (owner_ == nullptr || (preset.propertyCount() == 0 && preset.parameterCount() == 0)) {
+    return false;
+  }
+  // Refused entries are skipped and the rest stay applied; the result is
+  // presetApplied()'s, deliberately not the failure mark.
+  bool allApplied = true;
+  preset.forEachProperty([&](PropertyIdentifier id, const AudioProcessorPropertyValue& value) {
+    allApplied = owner_->setNodePropertyValue(identifier_, id, value) && allApplied;
+  });
+  preset.forEachParameter([&](ParameterIdentifier id, float value, unsigned channel, unsigned band) {
+    allApplied = owner_->setNodeParameterValue(identifier_, id, value, static_cast<int>(channel),
+                                               static_cast<int>(band)) &&
+                 allApplied;
+  });
+  (void)allApplied;
+  return presetApplied();
+}
+
+} // namespace vora

@@ -1,0 +1,28 @@
+#include "framework/audio_processor_parameter.h"
+
+#include <iostream>
+#include <typeinfo>
+
+namespace vora {
+
+AudioProcessorParameter::AudioProcessorParameter() : typeName_(typeid(float).name()) {}
+
+bool AudioProcessorParameter::setValue(float value) {
+  if (!(minimum_ <= value) || !(maximum_ >= value)) {
+    std::cout << "***** parameter value " << value << " out of range: " << minimum_ << " - " << maximum_ << "\n"
+              << "***** for parameter with identifier " << static_cast<int32_t>(identifier_) << "\n";
+    return false;
+  }
+  const float previous = value_;
+  value_ = value;
+  const ParameterPayload payload{identifier_, previous, value};
+  // Indexed, so that a binding may add bindings without invalidating the walk.
+  for (size_t i = 0; i < bindings_.size(); ++i) {
+    bindings_[i](payload);
+  }
+  return true;
+}
+
+bool AudioProcessorParameter::isNonFloat() const { return typeName_ != typeid(float).name(); }
+
+} // namespace vora
