@@ -1,5 +1,7 @@
 #include "framework/identifiers.h"
 
+#include <stdexcept>
+
 namespace vora {
 
 namespace {
@@ -26,16 +28,25 @@ const std::map<int32_t, std::string>& buildPropertyNames() {
 [[maybe_unused]] const auto& kParameterNamesReady = buildParameterNames();
 [[maybe_unused]] const auto& kPropertyNamesReady = buildPropertyNames();
 
+// Absent keys fail with the same text on every standard library.
+const std::string& lookUp(const std::map<int32_t, std::string>& table, int32_t key) {
+  const auto it = table.find(key);
+  if (it == table.end()) {
+    throw std::out_of_range("map::at:  key not found");
+  }
+  return it->second;
+}
+
 } // namespace
 
 const std::map<int32_t, std::string>& parameterNames() { return buildParameterNames(); }
 const std::map<int32_t, std::string>& propertyNames() { return buildPropertyNames(); }
 
 const std::string& getParameterName(ParameterIdentifier id) {
-  return parameterNames().at(static_cast<int32_t>(id));
+  return lookUp(parameterNames(), static_cast<int32_t>(id));
 }
 
-const std::string& getPropertyName(PropertyIdentifier id) { return propertyNames().at(static_cast<int32_t>(id)); }
+const std::string& getPropertyName(PropertyIdentifier id) { return lookUp(propertyNames(), static_cast<int32_t>(id)); }
 
 std::optional<ParameterIdentifier> findParameterIdentifier(const std::string& name) {
   for (const auto& [id, text] : parameterNames()) {

@@ -1,0 +1,150 @@
+#include "framework/audio_processor.h"
+#include "framework/audio_processor_preset.h"
+
+#include "support/capture_stdout.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace vora {
+namespace {
+
+using larkspin_test::captureStdout;
+
+// Stands in for the graph: routes each entry to the node's own setters and
+// records the order.
+class RecordingOwner : public NodeOwner {
+public:
+  explicit RecordingOwner(AudioProcessor& node) : node_(node) {}
+  bool setNodeParameterValue(uint32_t, ParameterIdentifier id, float value, int channel, int band) override {
+    order.push_back(AudioProcessorPreset::makeKey(id, static_cast<unsigned>(channel), static_cast<unsigned>(band)));
+    AudioProcessorParameter* parameter = node_.getParameter(id, static_cast<unsigned>(channel), static_cast<unsigned>(band));
+    return parameter != nullptr && parameter->setValue(value);
+  }
+  bool setNodePropertyValue(uint32_t, PropertyIdentifier id, const AudioProcessorPropertyValue& value) override {
+    AudioProcessorProperty* property = node_.getProperty(id);
+    return property != nullptr && property->setValue(value);
+  }
+  std::vector<std::string> order;
+
+private:
+  AudioProcessor& node_;
+};
+
+class PresetNode : public AudioProcessor {
+public:
+  PresetNode() {
+    for (unsigned band = 0; band < 13; ++band) {
+      addParameter(ParameterIdentifier::vorafier_gain, 0.0f, -80.0f, 80.0f, 0, band);
+    }
+    addParameter(ParameterIdentifier::vorafier_slow_delay, 10.0f, 0.0f, 500.0f, 0, 0);
+    addProperty(PropertyIdentifier::tech_level, 4.0f, 4.0f, 4.0f);
+  }
+  bool presetApplied() override {
+    ++appliedCalls;
+    return appliedResult;
+  }
+  int appliedCalls = 0;
+  bool appliedResult = true;
+};
+
+float gain(PresetNode& node, unsigned band) {
+  return node.getParameter(ParameterIdentifier::vorafier_gain, 0, band)->getValue();
+}
+
+TEST(PresetTest, ParameterTableLookUps) {
+  PresetNode node;
+  EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_gain, 0, 13), nullptr);
+  EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_slow_delay, 1, 0), nullptr);
+  EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_gain, 0xFFFFFFFFu, 0), nullptr);
+  EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_gain, 0, 0xFFFFFFFFu), nullptr);
+  EXPECT_TRUE(node.addParameter(ParameterIdentifier::parameter_unspecified, 0.5f, 0.0f, 1.0f, 5, 5));
+  EXPECT_EQ(node.getParameter(ParameterIdentifier::parameter_unspecified, 5, 5), nullptr);
+  EXPECT_FALSE(captureStdout([&] { node.addParameter(ParameterIdentifier::vorafier_fast_ratio, 2.0f, 0.0f, 1.0f, 0, 0); })
+                   .empty());
+  EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_fast_ratio, 0, 0), nullptr);
+}
+
+TEST(PresetTest, SnapshotRoundTripsThroughApply) {
+  PresetNode node;
+  RecordingOwner owner(node);
+  node.setGraph(&owner);
+  node.getParameter(ParameterIdentifier::vorafier_gain, 0, 3)->setValue(6.0f);
+  const AudioProcessorPreset snapshot = node.getPreset();
+  EXPECT_EQ(snapshot.parameterCount(), 14u);
+  EXPECT_EQ(snapshot.propertyCount(), 1u);
+  EXPECT_EQ(snapshot.parameters().at("vorafier_gain_0_3"), 6.0f);
+
+  PresetNode other;
+  RecordingOwner otherOwner(other);
+  other.setGraph(&otherOwner);
+  EXPECT_TRUE(other.applyPreset(snapshot));
+  EXPECT_EQ(gain(other, 3), 6.0f);
+}
+
+TEST(PresetTest, EmptyPresetOrNoGraphIsRefused) {
+  PresetNode node;
+  AudioProcessorPreset preset;
+  preset.addParameter(ParameterIdentifier::vorafier_gain, 5.0f, 0, 0);
+  EXPECT_FALSE(node.applyPreset(preset)); // belongs to no graph
+  RecordingOwner owner(node);
+  node.setGraph(&owner);
+  EXPECT_FALSE(node.applyPreset(AudioProcessorPreset{}));
+  EXPECT_EQ(node.appliedCalls, 0);
+  EXPECT_EQ(gain(node, 0), 0.0f);
+}
+
+TEST(PresetTest, KeysApplyInTextOrderAndRefusedEntriesAreSkipped) {
+  PresetNode node;
+  RecordingOwner owner(node);
+  node.setGraph(&owner);
+  AudioProcessorPreset preset;
+  preset.addParameter(ParameterIdentifier::vorafier_gain, 2.0f, 0, 2);
+  preset.addParameter(ParameterIdentifier::vorafier_gain, 10.0f, 0, 10);
+  preset.addParameter(ParameterIdentifier::vorafier_gain, 99.0f, 0, 4); // out of range
+  node.appliedResult = true;
+  bool result = false;
+  const std::string out = captureStdout([&] { result = node.applyPreset(preset); });
+  EXPECT_TRUE(result); // presetApplied()'s answer, whatever was refused
+  EXPECT_NE(out.find("***** parameter value 99"), std::string::npos);
+  EXPECT_EQ(owner.order, (std::vector<std::string>{"vorafier_gain_0_10", "vorafier_gain_0_2", "vorafier_gain_0_4"}));
+  EXPECT_EQ(gain(node, 2), 2.0f);
+  EXPECT_EQ(gain(node, 10), 10.0f);
+  EXPECT_EQ(gain(node, 4), 0.0f);
+
+  node.appliedResult = false;
+  EXPECT_FALSE(node.applyPreset(preset));
+}
+
+TEST(PresetTest, UnparsableKeysAreSkippedWithOneLineEach) {
+  // Built through a snapshot's key space: keys that name no parameter, lack
+  // underscores or carry non-numeric indices.
+  AudioProcessorPreset preset;
+  preset.addParameter(ParameterIdentifier::vorafier_gain, 1.0f, 0, 1);
+  const std::vector<std::string> badKeys = {"", "gain", "vorafier_gain_0", "vorafier_gain_x_1",
+                                            "vorafier_gain_0_1b", "vorafier_gains_0_1", "vorafier_gain_-1_1"};
+  std::vector<std::string> visited;
+  AudioProcessorPreset withBadKeys = preset;
+  // Inject the bad keys through the map the preset exposes for reading.
+  auto& parameters = const_cast<std::map<std::string, float>&>(withBadKeys.parameters());
+  for (const auto& key : badKeys) {
+    parameters[key] = 1.0f;
+  }
+  const std::string out = captureStdout([&] {
+    withBadKeys.forEachParameter([&](ParameterIdentifier id, float, unsigned channel, unsigned band) {
+      visited.push_back(AudioProcessorPreset::makeKey(id, channel, band));
+    });
+  });
+  EXPECT_EQ(visited, std::vector<std::string>{"vorafier_gain_0_1"});
+  size_t lines = 0;
+  for (char c : out) {
+    lines += c == '\n';
+  }
+  EXPECT_EQ(lines, badKeys.size());
+  EXPECT_EQ(out.rfind("*****", 0), 0u);
+}
+
+} // namespace
+} // namespace vora

@@ -1,0 +1,252 @@
+#include "framework/audio_processor.h"
+
+#include "support/allocation_counter.h"
+#include "support/capture_stdout.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <numeric>
+#include <thread>
+#include <vector>
+
+namespace vora {
+namespace {
+
+// Doubles every sample it processes and records what it was given.
+class DoublingNode : public AudioProcessor {
+public:
+  void processBlock(int, int numOutputs, int blockSize, float** blocks, AudioTimeStamp& timeStamp) override {
+    blockTimes.push_back(timeStamp.sampleTime);
+    for (int ch = 0; ch < std::max(numOutputs, 1); ++ch) {
+      for (int i = 0; i < blockSize; ++i) {
+        blocks[ch][i] *= 2.0f;
+      }
+    }
+  }
+  void process(int, int numOutputs, int frames, float** buffers, AudioTimeStamp&) override {
+    ++processCalls;
+    for (int ch = 0; ch < numOutputs; ++ch) {
+      for (int i = 0; i < frames; ++i) {
+        buffers[ch][i] *= 2.0f;
+      }
+    }
+  }
+  bool acceptsMessage(uint32_t kind) override { return kind == 1; }
+
+  std::vector<int64_t> blockTimes;
+  int processCalls = 0;
+};
+
+std::vector<float> ramp(size_t n) {
+  std::vector<float> x(n);
+  std::iota(x.begin(), x.end(), 1.0f);
+  return x;
+}
+
+// Feeds `input` in calls of `frames`; returns the output stream.
+std::vector<float> feed(AudioProcessor& node, const std::vector<float>& input, int frames, int numOutputs = 1,
+                        std::vector<size_t>* leadingZeros = nullptr) {
+  std::vector<float> output;
+  AudioTimeStamp timeStamp{1000, true};
+  std::vector<float> block(static_cast<size_t>(frames));
+  for (size_t start = 0; start + static_cast<size_t>(frames) <= input.size(); start += static_cast<size_t>(frames)) {
+    std::copy(input.begin() + static_cast<std::ptrdiff_t>(start),
+              input.begin() + static_cast<std::ptrdiff_t>(start) + frames, block.begin());
+    float* buffers[1] = {block.data()};
+    node.render(1, numOutputs, frames, buffers, timeStamp);
+    timeStamp.sampleTime += frames;
+    if (leadingZeros != nullptr) {
+      size_t zeros = 0;
+      while (zeros < block.size() && block[zeros] == 0.0f) {
+        ++zeros;
+      }
+      leadingZeros->push_back(zeros);
+    }
+    output.insert(output.end(), block.begin(), block.end());
+  }
+  return output;
+}
+
+// Checks that the non-zero output, in order, is exactly `expected` applied to
+// the input: nothing lost, repeated or reordered around the padding zeros.
+void expectWholeStream(const std::vector<float>& output, const std::vector<float>& input, float gain) {
+  std::vector<float> nonZero;
+  for (float x : output) {
+    if (x != 0.0f) {
+      nonZero.push_back(x);
+    }
+  }
+  ASSERT_GT(nonZero.size(), input.size() * 9 / 10);
+  for (size_t i = 0; i < nonZero.size(); ++i) {
+    ASSERT_EQ(nonZero[i], gain * input[i]) << i;
+  }
+}
+
+TEST(ReblockingTest, LeadsWithSilenceUntilTheFirstBlockIsThrough) {
+  DoublingNode node;
+  node.setup(1, 1, 128, 48000.0);
+  node.setInternalBlockSize(64);
+  const std::vector<float> input = ramp(1000);
+  std::vector<size_t> leadingZeros;
+  const std::vector<float> output = feed(node, input, 10, 1, &leadingZeros);
+  for (size_t call = 0; call < 6; ++call) {
+    EXPECT_EQ(leadingZeros[call], 10u) << call; // 60 samples in: nothing processed yet
+  }
+  EXPECT_EQ(leadingZeros[6], 0u);
+  EXPECT_EQ(output[60], 2.0f * input[0]);
+  expectWholeStream(output, input, 2.0f);
+  // The held time stamp starts at the first valid one and advances by blocks.
+  ASSERT_GE(node.blockTimes.size(), 3u);
+  EXPECT_EQ(node.blockTimes[0], 1000);
+  EXPECT_EQ(node.blockTimes[1], 1064);
+  EXPECT_EQ(node.blockTimes[2], 1128);
+}
+
+TEST(ReblockingTest, DividingBlockSizeAddsNoDelay) {
+  DoublingNode node;
+  node.setup(1, 1, 128, 48000.0);
+  node.setInternalBlockSize(64);
+  const std::vector<float> input = ramp(1280);
+  const std::vector<float> output = feed(node, input, 128);
+  for (size_t n = 0; n < output.size(); ++n) {
+    ASSERT_EQ(output[n], 2.0f * input[n]) << n;
+  }
+}
+
+TEST(ReblockingTest, NonDividingBlockSizeKeepsTheStreamWhole) {
+  // Blocks of 64 against host blocks of 100: every call is led by zeros
+  // while fewer than 100 processed samples are queued, and the processed
+  // samples come out in order, none lost or repeated.
+  DoublingNode node;
+  node.setup(1, 1, 100, 48000.0);
+  node.setInternalBlockSize(64);
+  const std::vector<float> input = ramp(6400);
+  std::vector<size_t> leadingZeros;
+  const std::vector<float> output = feed(node, input, 100, 1, &leadingZeros);
+  expectWholeStream(output, input, 2.0f);
+  EXPECT_EQ(leadingZeros[0], 36u); // one block of 64 ready for a call of 100
+  EXPECT_EQ(leadingZeros[1], 0u);
+  EXPECT_EQ(leadingZeros[2], 8u);
+}
+
+TEST(ReblockingTest, BypassPassesAudioThroughTheQueuesWithTheSameDelay) {
+  DoublingNode node;
+  node.setup(1, 1, 128, 48000.0);
+  node.setInternalBlockSize(64);
+  node.setBypassed(true);
+  const std::vector<float> input = ramp(640);
+  const std::vector<float> output = feed(node, input, 10);
+  EXPECT_EQ(output[59], 0.0f);
+  EXPECT_EQ(output[60], input[0]);
+  expectWholeStream(output, input, 1.0f);
+  EXPECT_TRUE(node.blockTimes.empty());
+}
+
+TEST(ReblockingTest, NoOutputsEmptiesTheQueuesAndNoBuffersMeansFalse) {
+  DoublingNode node;
+  node.setup(1, 1, 128, 48000.0);
+  node.setInternalBlockSize(64);
+  std::vector<float> block = ramp(100);
+  float* buffers[1] = {block.data()};
+  AudioTimeStamp timeStamp;
+  EXPECT_TRUE(node.render(1, 0, 100, buffers, timeStamp)); // one block processed, then dropped
+  block = ramp(28);
+  block.resize(100);
+  EXPECT_TRUE(node.render(1, 1, 28, buffers, timeStamp)); // 36 + 28 = 64: exactly one new block
+  EXPECT_EQ(block[0], 2.0f * 65.0f);                      // the dropped block's samples never come out
+
+  DoublingNode sink; // no outputs: processes, but has no output buffers
+  sink.setup(1, 0, 128, 48000.0);
+  sink.setInternalBlockSize(64);
+  block = ramp(64);
+  EXPECT_FALSE(sink.render(1, 0, 64, buffers, timeStamp));
+  EXPECT_EQ(sink.blockTimes.size(), 1u);
+  EXPECT_FALSE(sink.isOutputReady());
+  EXPECT_EQ(sink.getOutputBuffers(), nullptr);
+}
+
+TEST(RenderTest, WholeBlocksAndOutputBuffersWithoutAllocating) {
+  DoublingNode direct, reblocking;
+  direct.setup(2, 2, 256, 48000.0);
+  reblocking.setup(2, 2, 256, 48000.0);
+  reblocking.setInternalBlockSize(64);
+  std::vector<float> left(256, 0.25f), right(256, 0.5f);
+  float* buffers[2] = {left.data(), right.data()};
+  AudioTimeStamp timeStamp{0, true};
+  reblocking.blockTimes.reserve(1000);
+
+  larkspin_test::AllocationScope scope;
+  for (int i = 0; i < 50; ++i) {
+    direct.render(2, 2, 256, buffers, timeStamp);
+    reblocking.render(2, 2, 100, buffers, timeStamp);
+    reblocking.render(2, 2, 256, buffers, timeStamp);
+  }
+  EXPECT_EQ(scope.allocations(), 0u);
+  EXPECT_EQ(direct.processCalls, 50);
+
+  direct.render(2, 2, 256, buffers, timeStamp);
+  EXPECT_TRUE(direct.isOutputReady());
+  EXPECT_EQ(direct.getOutputBuffers()[1][255], right[255]);
+}
+
+TEST(MessageTest, SizeZeroRefusedAndQuarterOfFreeSpaceRule) {
+  DoublingNode node;
+  uint32_t message[4] = {16, 1, 0, 0};
+  EXPECT_TRUE(node.enqueueMessage(message));
+  uint32_t empty[4] = {0, 1, 0, 0};
+  EXPECT_FALSE(node.enqueueMessage(empty));
+  uint32_t otherKind[4] = {16, 2, 0, 0};
+  EXPECT_FALSE(node.enqueueMessage(otherKind)); // not accepted by the node
+
+  MessageRing ring(400);
+  int accepted = 0;
+  while (ring.freeBytes() >= 80) {
+    ASSERT_TRUE(ring.write(message, 16));
+    ++accepted;
+  }
+  EXPECT_FALSE(ring.write(message, 16));
+  EXPECT_EQ(accepted, 17); // (400 - 80) / 20 + 1
+}
+
+TEST(MessageTest, ConcurrentReaderAndWriterLoseAndCorruptNothing) {
+  MessageRing ring(AudioProcessor::kMessageRingBytes);
+  constexpr uint32_t kMessages = 200000;
+  std::thread writer([&] {
+    unsigned char message[64];
+    for (uint32_t n = 0; n < kMessages;) {
+      const uint32_t size = 8 + n % 56;
+      std::memcpy(message, &n, 4);
+      std::memset(message + 4, static_cast<int>(n & 0xFF), size - 4);
+      if (ring.write(message, size)) {
+        ++n;
+      } else {
+        std::this_thread::yield();
+      }
+    }
+  });
+  unsigned char message[64];
+  uint32_t expected = 0;
+  bool intact = true;
+  while (expected < kMessages) {
+    const uint32_t size = ring.read(message, sizeof message);
+    if (size == 0) {
+      std::this_thread::yield();
+      continue;
+    }
+    uint32_t n;
+    std::memcpy(&n, message, 4);
+    intact = intact && n == expected && size == 8 + n % 56;
+    for (uint32_t i = 4; i < size; ++i) {
+      intact = intact && message[i] == (n & 0xFF);
+    }
+    ++expected;
+  }
+  writer.join();
+  EXPECT_TRUE(intact);
+  EXPECT_EQ(ring.read(message, sizeof message), 0u);
+}
+
+} // namespace
+} // namespace vora

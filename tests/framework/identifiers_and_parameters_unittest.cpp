@@ -1,0 +1,110 @@
+#include "framework/audio_processor_parameter.h"
+#include "framework/audio_processor_preset.h"
+#include "framework/audio_processor_property.h"
+#include "framework/identifiers.h"
+
+#include "support/capture_stdout.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <stdexcept>
+
+namespace vora {
+namespace {
+
+using larkspin_test::captureStdout;
+
+AudioProcessorParameter gainParameter() {
+  AudioProcessorParameter parameter;
+  parameter.setIdentifier(ParameterIdentifier::vorafier_gain);
+  parameter.setMinimum(-80.0f);
+  parameter.setMaximum(80.0f);
+  return parameter;
+}
+
+TEST(IdentifiersTest, NamesAndReverseLookUp) {
+  EXPECT_EQ(getParameterName(ParameterIdentifier::vorafier_slow_time_constant), "vorafier_slow_time_constant");
+  EXPECT_EQ(getPropertyName(PropertyIdentifier::lib_version), "lib_version");
+  EXPECT_EQ(findParameterIdentifier("vorafier_slow_time_constant"), ParameterIdentifier::vorafier_slow_time_constant);
+  EXPECT_EQ(findParameterIdentifier("vorafier_slow_time"), std::nullopt); // never a prefix
+  EXPECT_EQ(findParameterIdentifier("vorafier_gainx"), std::nullopt);
+  try {
+    getParameterName(static_cast<ParameterIdentifier>(10));
+    FAIL() << "expected out_of_range";
+  } catch (const std::out_of_range& error) {
+    EXPECT_STREQ(error.what(), "map::at:  key not found");
+  }
+}
+
+TEST(IdentifiersTest, KeyOfAnUnknownIdentifierIsEmptyWithAMessage) {
+  for (int id : {10, -1}) {
+    std::string key = "unchanged";
+    const std::string out =
+        captureStdout([&] { key = AudioProcessorPreset::makeKey(static_cast<ParameterIdentifier>(id), 0, 0); });
+    EXPECT_EQ(key, "");
+    EXPECT_EQ(out, "* parameter not found: " + std::to_string(id) + "\n");
+  }
+  EXPECT_EQ(AudioProcessorPreset::makeKey(ParameterIdentifier::vorafier_gain, 1, 12), "vorafier_gain_1_12");
+}
+
+TEST(ParameterTest, BoundsAreInclusiveAndRefusalsPrintTwoLines) {
+  AudioProcessorParameter parameter = gainParameter();
+  EXPECT_TRUE(parameter.setValue(80.0f));
+  EXPECT_TRUE(parameter.setValue(-80.0f));
+  bool accepted = true;
+  const std::string out = captureStdout([&] { accepted = parameter.setValue(80.0001f); });
+  EXPECT_FALSE(accepted);
+  EXPECT_EQ(parameter.getValue(), -80.0f);
+  EXPECT_EQ(out, "***** parameter value 80.0001 out of range: -80 - 80\n"
+                 "***** for parameter with identifier 1\n");
+  captureStdout([&] { accepted = parameter.setValue(NAN); });
+  EXPECT_FALSE(accepted);
+  EXPECT_EQ(parameter.getValue(), -80.0f);
+  EXPECT_FALSE(parameter.isNonFloat());
+}
+
+TEST(ParameterTest, BindingsRunPerAcceptedChangeAndListenersNever) {
+  AudioProcessorParameter parameter = gainParameter();
+  int bindingCalls = 0, listenerCalls = 0;
+  ParameterPayload last;
+  parameter.addBinding([&](const ParameterPayload& payload) {
+    ++bindingCalls;
+    last = payload;
+  });
+  parameter.addListener([&](const ParameterPayload&) { ++listenerCalls; });
+  parameter.setValue(3.0f);
+  parameter.setValue(3.0f); // the same value still counts as a change
+  captureStdout([&] { parameter.setValue(99.0f); });
+  EXPECT_EQ(bindingCalls, 2);
+  EXPECT_EQ(listenerCalls, 0);
+  EXPECT_EQ(last.identifier, ParameterIdentifier::vorafier_gain);
+  EXPECT_EQ(last.previousValue, 3.0f);
+  EXPECT_EQ(last.newValue, 3.0f);
+
+  const AudioProcessorParameter copy = parameter; // copied whole, callables included
+  EXPECT_EQ(copy.bindingCount(), 1u);
+  EXPECT_EQ(copy.listenerCount(), 1u);
+}
+
+TEST(PropertyTest, RangeTextAndEmptyValues) {
+  AudioProcessorProperty property;
+  property.setMinimum(4.0f);
+  property.setMaximum(4.0f);
+  EXPECT_TRUE(property.setValue(AudioProcessorPropertyValue::fromNumber(4.0f)));
+  EXPECT_FALSE(property.setValue(AudioProcessorPropertyValue::fromNumber(4.5f)));
+  EXPECT_FALSE(property.setValue(AudioProcessorPropertyValue::fromNumber(NAN)));
+  EXPECT_EQ(property.getValue().getNumber(), 4.0f);
+  EXPECT_FALSE(property.setValue(AudioProcessorPropertyValue{}));
+  EXPECT_TRUE(property.setValue(AudioProcessorPropertyValue::fromText("any text")));
+  EXPECT_TRUE(property.getValue().hasText());
+  EXPECT_FALSE(property.getValue().hasNumber());
+
+  property.setOutputTransform([](const AudioProcessorPropertyValue& value) {
+    return AudioProcessorPropertyValue::fromText(value.getText() + "!");
+  });
+  EXPECT_EQ(property.getValue().getText(), "any text!");
+}
+
+} // namespace
+} // namespace vora
