@@ -1,0 +1,154 @@
+#include "graph/connection_table.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace vora {
+
+void ConnectionTable::add(const NodeConnection& connection) {
+  for (const NodeConnection& existing : incoming(connection.targetNode)) {
+    for (const auto& wanted : connection.channels) {
+      for (const auto& taken : existing.channels) {
+        if (wanted.second == taken.second) {
+          std::printf("***** Attempt at overloading input channel %d on node with identifier %d.\n", wanted.second,
+                      static_cast<int>(connection.targetNode));
+          std::puts("***** This is not supported. Please use a summing processor before connecting to this input.");
+          return;
+        }
+      }
+    }
+  }
+  for (NodeConnection& existing : list_) {
+    if (existing.sourceNode == connection.sourceNode && existing.targetNode == connection.targetNode) {
+      for (const auto& pair : connection.channels) {
+        if (std::find(existing.channels.begin(), existing.channels.end(), pair) == existing.channels.end()) {
+          existing.channels.push_back(pair);
+        }
+      }
+      return;
+    }
+  }
+  insert(connection);
+}
+
+void ConnectionTable::insert(const NodeConnection& connection) {
+  list_.push_back(connection);
+  if (connection.sourceNode != kNoNode) {
+    knownNodes_.insert(connection.sourceNode);
+  }
+  if (connection.targetNode != kNoNode) {
+    knownNodes_.insert(connection.targetNode);
+  }
+}
+
+std::vector<NodeConnection> ConnectionTable::incoming(uint32_t node) const {
+  std::vector<NodeConnection> result;
+  for (const NodeConnection& connection : list_) {
+    if (connection.targetNode == node) {
+      result.push_back(connection);
+    }
+  }
+  return result;
+}
+
+std::vector<NodeConnection> ConnectionTable::outgoing(uint32_t node) const {
+  std::vector<NodeConnection> result;
+  for (const NodeConnection& connection : list_) {
+    if (connection.sourceNode == node) {
+      result.push_back(connection);
+    }
+  }
+  return result;
+}
+
+std::vector<uint32_t> ConnectionTable::successors(uint32_t node) const {
+  std::vector<uint32_t> result;
+  for (const NodeConnection& connection : list_) {
+    if (connection.sourceNode == node) {
+      result.push_back(connection.targetNode);
+    }
+  }
+  return result;
+}
+
+std::vector<uint32_t> ConnectionTable::predecessors(uint32_t node) const {
+  std::vector<uint32_t> result;
+  for (const NodeConnection& connection : list_) {
+    if (connection.targetNode == node) {
+      result.push_back(connection.sourceNode);
+    }
+  }
+  return result;
+}
+
+bool ConnectionTable::hasIncoming(uint32_t node) const {
+  return std::any_of(list_.begin(), list_.end(), [node](const NodeConnection& c) {
+    return c.targetNode == node && c.sourceNode != kNoNode;
+  });
+}
+
+bool ConnectionTable::hasOutgoing(uint32_t node) const {
+  return std::any_of(list_.begin(), list_.end(), [node](const NodeConnection& c) {
+    return c.sourceNode == node && c.targetNode != kNoNode;
+  });
+}
+
+void ConnectionTable::clear() {
+  list_.clear();
+  renderSequence_.clear();
+  knownNodes_.clear();
+}
+
+void ConnectionTable::visit(uint32_t node, std::set<uint32_t>& visited, std::vector<uint32_t>& postOrder) const {
+  visited.insert(node);
+  for (uint32_t next : successors(node)) {
+    if (visited.count(next) == 0) {
+      visit(next, visited, postOrder);
+    }
+  }
+  postOrder.push_back(node);
+}
+
+void ConnectionTable::computeRenderSequence(const std::vector<uint32_t>& candidates) {
+  const std::vector<NodeConnection> saved = list_;
+
+  // Isolated nodes hang below the root, so that they still get a place.
+  for (uint32_t candidate : candidates) {
+    if (incoming(candidate).empty() && outgoing(candidate).empty()) {
+      add(NodeConnection{kRenderRoot, candidate, {{0, 0}}});
+    }
+  }
+  renderSequence_.clear();
+
+  std::vector<uint32_t> roots;
+  for (uint32_t node : knownNodes_) {
+    if (!hasIncoming(node)) {
+      roots.push_back(node);
+    }
+  }
+  for (uint32_t root : roots) {
+    insert(NodeConnection{kRenderRoot, root, {{0, 0}}});
+  }
+
+  std::set<uint32_t> visited;
+  std::vector<uint32_t> postOrder;
+  visit(kRenderRoot, visited, postOrder);
+  std::reverse(postOrder.begin(), postOrder.end());
+  for (uint32_t node : postOrder) {
+    if (std::find(renderSequence_.begin(), renderSequence_.end(), node) == renderSequence_.end()) {
+      renderSequence_.push_back(node);
+    }
+  }
+  list_ = saved; // the root's connections were only scaffolding
+}
+
+void ConnectionTable::forEachInRenderOrder(
+    const std::function<void(uint32_t, std::vector<NodeConnection>)>& f) const {
+  for (uint32_t node : renderSequence_) {
+    if (node != kNoNode && node != kRenderRoot) {
+      f(node, incoming(node));
+    }
+  }
+}
+
+} // namespace vora

@@ -1,0 +1,47 @@
+#include "graph/graph_boundary_nodes.h"
+
+#include <algorithm>
+
+namespace vora {
+
+node_GraphInput::~node_GraphInput() = default;
+
+bool node_GraphInput::onSetup(int numInputs, int numOutputs, int maxFrames, double) {
+  if (numInputs != numOutputs) {
+    return false;
+  }
+  channelCount_ = numInputs;
+  channelBuffers_.clear();
+  channelBuffers_.assign(static_cast<size_t>(std::max(channelCount_, 0)),
+                         std::vector<float>(static_cast<size_t>(std::max(maxFrames, 0)), 0.0f));
+  return true;
+}
+
+void node_GraphInput::process(int, int, int frames, float** buffers, AudioTimeStamp&) {
+  const size_t count = static_cast<size_t>(std::max(frames, 0));
+  for (size_t c = 0; c < channelBuffers_.size(); ++c) {
+    std::copy_n(channelBuffers_[c].begin(), std::min(count, channelBuffers_[c].size()), buffers[c]);
+  }
+}
+
+void node_GraphInput::releaseResources() { channelBuffers_.clear(); }
+
+void node_GraphInput::loadHostBuffers(int channels, int frames, float** host) {
+  if (channelBuffers_.empty() || channels != channelCount_ || channels < 1) {
+    return;
+  }
+  const size_t count = static_cast<size_t>(std::max(frames, 0));
+  for (size_t c = 0; c < channelBuffers_.size(); ++c) {
+    std::copy_n(host[c], std::min(count, channelBuffers_[c].size()), channelBuffers_[c].begin());
+  }
+}
+
+node_GraphOutput::~node_GraphOutput() = default;
+
+bool node_GraphOutput::onSetup(int numInputs, int numOutputs, int, double) { return numInputs == numOutputs; }
+
+void node_GraphOutput::process(int, int, int, float**, AudioTimeStamp&) {}
+
+void node_GraphOutput::releaseResources() {}
+
+} // namespace vora
