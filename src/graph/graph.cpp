@@ -85,9 +85,16 @@ int Graph::addNode(unsigned type, int inputChannels, int outputChannels) {
   if (type < 2) {
     return -1; // the boundary nodes are made by setup only
   }
-  std::unique_ptr<AudioProcessor> node = createNode(type);
+  return adoptNode(createNode(type), inputChannels, outputChannels);
+}
+
+int Graph::adoptNode(std::unique_ptr<AudioProcessor> node, int inputChannels, int outputChannels) {
   if (!node) {
     return -1;
+  }
+  if (node->getGraph() != this) {
+    node->setIdentifier(nextNodeIdentifier_++);
+    node->setGraph(this);
   }
   AudioProcessor* added = node.get();
   nodes_.push_back(std::move(node));

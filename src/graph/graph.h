@@ -41,6 +41,9 @@ public:
   void release();
   std::unique_ptr<AudioProcessor> createNode(unsigned type);
   int addNode(unsigned type, int inputChannels, int outputChannels);
+  // Adds a node made outside the factory (any AudioProcessor), as addNode
+  // does for a type number; returns its identifier, or -1 for no node.
+  int adoptNode(std::unique_ptr<AudioProcessor> node, int inputChannels, int outputChannels);
   uint32_t getInputNodeIdentifier() const { return inputNodeIdentifier_; }
   uint32_t getOutputNodeIdentifier() const { return outputNodeIdentifier_; }
   bool connectNodes(uint32_t sourceNode, uint32_t targetNode);

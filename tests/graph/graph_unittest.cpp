@@ -1,0 +1,275 @@
+#include "graph/graph.h"
+
+#include "graph_test_nodes.h"
+#include "support/allocation_counter.h"
+#include "support/capture_stdout.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <numeric>
+#include <vector>
+
+namespace vora {
+namespace {
+
+using larkspin_test::captureStdout;
+using larkspin_test::GainNode;
+using larkspin_test::NegatingBlockNode;
+
+uint32_t addGain(Graph& graph, int channels) {
+  return static_cast<uint32_t>(graph.adoptNode(std::make_unique<GainNode>(), channels, channels));
+}
+
+std::vector<std::pair<int, int>> pairs(std::initializer_list<std::pair<int, int>> list) { return list; }
+
+TEST(GraphTopologyTest, FactoryTypesAndSetup) {
+  Graph graph;
+  EXPECT_FALSE(graph.setup(2, 2, 0, 48000.0));
+  EXPECT_FALSE(graph.setup(2, 2, 256, 0.5));
+  ASSERT_TRUE(graph.setup(2, 2, 256, 48000.0));
+  EXPECT_TRUE(graph.setup(1, 1, 64, 96000.0)); // already set up: keeps the first values
+  EXPECT_EQ(graph.getMaximumFrames(), 256);
+  EXPECT_EQ(graph.getSampleRate(), 48000.0);
+  EXPECT_EQ(graph.getInputNodeIdentifier(), 0u);
+  EXPECT_EQ(graph.getOutputNodeIdentifier(), 1u);
+
+  for (unsigned type : {0u, 1u}) {
+    int id = 0;
+    EXPECT_EQ(captureStdout([&] { id = graph.addNode(type, 2, 2); }), "");
+    EXPECT_EQ(id, -1);
+  }
+  for (unsigned type : {2u, 4u, 99u}) {
+    int id = 0;
+    EXPECT_EQ(captureStdout([&] { id = graph.addNode(type, 2, 2); }), "***** could not find audio processor!\n");
+    EXPECT_EQ(id, -1);
+  }
+  EXPECT_EQ(addGain(graph, 2), 2u);
+
+  graph.reset();
+  ASSERT_TRUE(graph.setup(1, 1, 64, 96000.0));
+  EXPECT_EQ(addGain(graph, 1), 2u); // identifiers start again from 0
+}
+
+TEST(GraphTopologyTest, ConnectionsMergeAndOverloadIsRefusedOnTheConsole) {
+  Graph graph;
+  graph.setup(2, 2, 256, 48000.0);
+  const uint32_t gain = addGain(graph, 2);
+  EXPECT_TRUE(graph.connectNodes(0, gain));
+  ASSERT_EQ(graph.connections().list().size(), 1u);
+  EXPECT_EQ(graph.connections().list()[0].channels, pairs({{0, 0}, {1, 1}}));
+
+  // Connecting the same nodes again overloads both channels.
+  bool result = false;
+  std::string out = captureStdout([&] { result = graph.connectNodes(0, gain); });
+  EXPECT_TRUE(result);
+  EXPECT_EQ(out, "***** Attempt at overloading input channel 0 on node with identifier 2.\n"
+                 "***** This is not supported. Please use a summing processor before connecting to this input.\n"
+                 "***** Attempt at overloading input channel 1 on node with identifier 2.\n"
+                 "***** This is not supported. Please use a summing processor before connecting to this input.\n");
+  // A different source on a taken channel: refused, table unchanged.
+  const uint32_t other = addGain(graph, 2);
+  out = captureStdout([&] { result = graph.connectChannels(other, 0, gain, 0); });
+  EXPECT_TRUE(result);
+  EXPECT_NE(out.find("input channel 0 on node with identifier 2."), std::string::npos);
+  EXPECT_EQ(graph.connections().list().size(), 1u);
+
+  // Crossed pairs between the same two nodes merge into one entry.
+  EXPECT_TRUE(graph.connectChannels(gain, 1, other, 0));
+  EXPECT_TRUE(graph.connectChannels(gain, 0, other, 1));
+  ASSERT_EQ(graph.connections().list().size(), 2u);
+  EXPECT_EQ(graph.connections().list()[1].channels, pairs({{1, 0}, {0, 1}}));
+
+  EXPECT_FALSE(graph.connectChannels(gain, 2, other, 0)); // no such source channel
+  EXPECT_FALSE(graph.connectChannels(gain, 0, other, 2)); // no such target channel
+  EXPECT_FALSE(graph.connectChannels(77, 0, other, 0));   // no such node
+  EXPECT_TRUE(graph.connectNodes(77, other));             // unknown source: nothing to do
+}
+
+TEST(RenderSequenceTest, OrdersRootsChainsIsolatedNodesAndCycles) {
+  Graph graph;
+  graph.setup(1, 1, 64, 48000.0);
+  ASSERT_TRUE(graph.prepare(0, 48000.0));
+  EXPECT_EQ(graph.connections().renderSequence(), (std::vector<uint32_t>{101010, 1, 0}));
+
+  graph.reset();
+  graph.setup(1, 1, 64, 48000.0);
+  const uint32_t middle = addGain(graph, 1);
+  graph.connectNodes(0, middle);
+  graph.connectNodes(middle, 1);
+  // Two nodes feeding each other and fed by nobody never run.
+  const uint32_t a = addGain(graph, 1), b = addGain(graph, 1);
+  graph.connectNodes(a, b);
+  graph.connectNodes(b, a);
+  ASSERT_TRUE(graph.prepare(0, 48000.0));
+  EXPECT_EQ(graph.connections().renderSequence(), (std::vector<uint32_t>{101010, 0, 2, 1}));
+  EXPECT_EQ(captureStdout([&] { graph.printRenderSequence(); }),
+            "***** render sequence:\n*** node with identifier 0\n*** node with identifier 2\n"
+            "*** node with identifier 1\n");
+  ASSERT_TRUE(graph.prepare(0, 48000.0));
+  EXPECT_EQ(graph.connections().renderSequence(), (std::vector<uint32_t>{101010, 0, 2, 1}));
+
+  // A node that feeds and is fed by the chain appears once, after the node
+  // through which the search first reached it.
+  graph.reset();
+  graph.setup(1, 1, 64, 48000.0);
+  const uint32_t first = addGain(graph, 1), loop = addGain(graph, 1);
+  graph.connectNodes(0, first);
+  graph.connectNodes(first, 1);
+  graph.connectNodes(first, loop);
+  graph.connectChannels(loop, 0, first, 0); // refused: input 0 of `first` is taken
+  graph.connectNodes(1, loop);              // refused too: one feeder per input
+  const uint32_t back = addGain(graph, 1);
+  graph.connectNodes(loop, back);
+  graph.connectNodes(back, loop); // overload refused; the cycle back -> loop -> back stays open
+  ASSERT_TRUE(graph.prepare(0, 48000.0));
+  const auto& order = graph.connections().renderSequence();
+  EXPECT_EQ(std::count(order.begin(), order.end(), loop), 1);
+  EXPECT_LT(std::find(order.begin(), order.end(), first), std::find(order.begin(), order.end(), loop));
+}
+
+TEST(RenderSequenceTest, CycleReachableFromARootIsVisitedOnce) {
+  ConnectionTable table;
+  table.add({0, 2, {{0, 0}}});
+  table.add({2, 3, {{0, 0}}});
+  table.add({3, 2, {{0, 1}}}); // closes a cycle through input 1 of node 2
+  table.add({3, 1, {{0, 0}}});
+  table.computeRenderSequence({0, 1, 2, 3});
+  EXPECT_EQ(table.renderSequence(), (std::vector<uint32_t>{101010, 0, 2, 3, 1}));
+  EXPECT_EQ(table.list().size(), 4u); // the root's scaffolding is gone again
+}
+
+struct StereoBlock {
+  explicit StereoBlock(int frames) : left(static_cast<size_t>(frames)), right(static_cast<size_t>(frames)) {
+    std::iota(left.begin(), left.end(), 1.0f);
+    std::iota(right.begin(), right.end(), -500.0f);
+  }
+  float** buffers() {
+    pointers[0] = left.data();
+    pointers[1] = right.data();
+    return pointers;
+  }
+  std::vector<float> left, right;
+  float* pointers[2] = {};
+};
+
+TEST(GraphProcessTest, PassThroughLimitsAndUntouchedBuffers) {
+  Graph graph;
+  graph.setup(2, 2, 256, 48000.0);
+  AudioTimeStamp timeStamp{0, true};
+  StereoBlock block(257);
+  const StereoBlock original(257);
+  EXPECT_FALSE(graph.process(256, block.buffers(), timeStamp)); // not prepared yet
+  graph.connectNodes(0, 1);
+  ASSERT_TRUE(graph.prepare(0, 48000.0));
+  EXPECT_FALSE(graph.process(257, block.buffers(), timeStamp));
+  EXPECT_EQ(block.left, original.left);
+  EXPECT_TRUE(graph.process(256, block.buffers(), timeStamp));
+  EXPECT_EQ(block.left, original.left); // exact pass-through
+  EXPECT_EQ(block.right, original.right);
+  EXPECT_TRUE(graph.process(0, block.buffers(), timeStamp));
+}
+
+TEST(GraphProcessTest, UnconnectedInputReadsZerosAndMonoTouchesOneBuffer) {
+  Graph graph;
+  graph.setup(2, 2, 64, 48000.0);
+  const uint32_t gain = addGain(graph, 2);
+  graph.connectChannels(0, 0, gain, 0); // channel 1 of the gain node is not fed
+  graph.connectNodes(gain, 1);
+  ASSERT_TRUE(graph.prepare(0, 48000.0));
+  StereoBlock block(64);
+  AudioTimeStamp timeStamp{0, true};
+  ASSERT_TRUE(graph.process(64, block.buffers(), timeStamp));
+  EXPECT_EQ(block.left[5], 6.0f);
+  EXPECT_EQ(block.right, std::vector<float>(64, 0.0f)); // scratch 1 held the input's samples a moment before
+
+  Graph mono;
+  mono.setup(1, 1, 64, 48000.0);
+  mono.connectNodes(0, 1);
+  ASSERT_TRUE(mono.prepare(0, 48000.0));
+  StereoBlock monoBlock(64);
+  const std::vector<float> right = monoBlock.right;
+  ASSERT_TRUE(mono.process(64, monoBlock.buffers(), timeStamp));
+  EXPECT_EQ(monoBlock.right, right);
+}
+
+TEST(GraphProcessTest, ChainOfTestNodesRunsEndToEndWithoutAllocating) {
+  Graph graph;
+  graph.setup(2, 2, 100, 48000.0);
+  const uint32_t gain = addGain(graph, 2);
+  const uint32_t negate = static_cast<uint32_t>(graph.adoptNode(std::make_unique<NegatingBlockNode>(), 2, 2));
+  graph.connectNodes(0, gain);
+  graph.connectNodes(gain, negate);
+  graph.connectNodes(negate, 1);
+  ASSERT_TRUE(graph.prepare(0, 48000.0));
+  ASSERT_TRUE(graph.setNodeParameterValue(gain, ParameterIdentifier::vorafier_gain, 3.0f, 0, 0));
+  EXPECT_EQ(graph.getNodeLatency(negate), 48);
+  EXPECT_EQ(graph.getNodeLatency(99), 0);
+
+  std::vector<float> in(4800), left, right;
+  std::iota(in.begin(), in.end(), 1.0f);
+  AudioTimeStamp timeStamp{0, true};
+  std::vector<float> l(100), r(100);
+  float* buffers[2] = {l.data(), r.data()};
+  size_t allocations = 0;
+  for (size_t start = 0; start < in.size(); start += 100) {
+    std::copy_n(in.begin() + static_cast<std::ptrdiff_t>(start), 100, l.begin());
+    std::copy_n(in.begin() + static_cast<std::ptrdiff_t>(start), 100, r.begin());
+    larkspin_test::AllocationScope scope;
+    ASSERT_TRUE(graph.process(100, buffers, timeStamp));
+    allocations += scope.allocations();
+    timeStamp.sampleTime += 100;
+    left.insert(left.end(), l.begin(), l.end());
+    right.insert(right.end(), r.begin(), r.end());
+  }
+  EXPECT_EQ(allocations, 0u);
+  std::vector<float> nonZero;
+  for (float x : left) {
+    if (x != 0.0f) {
+      nonZero.push_back(x);
+    }
+  }
+  ASSERT_GT(nonZero.size(), 4000u);
+  for (size_t i = 0; i < nonZero.size(); ++i) {
+    ASSERT_EQ(nonZero[i], -3.0f * in[i]) << i;
+  }
+  EXPECT_EQ(left, right);
+}
+
+TEST(GraphForwardingTest, BindingsCarryMappedValues) {
+  Graph graph;
+  graph.setup(1, 1, 64, 48000.0);
+  const uint32_t source = addGain(graph, 1), target = addGain(graph, 1);
+  const auto mix = ParameterIdentifier::vorafier_mix_ratio;
+  const auto gain = ParameterIdentifier::vorafier_gain;
+  EXPECT_FALSE(graph.bindNodeParameters(source, mix, target, ParameterIdentifier::vorafier_bypass,
+                                        [](float v) { return v; }, 0, 0, 0, 0));
+  EXPECT_EQ(graph.getNodeParameter(source, mix, 0, 0)->bindingCount(), 0u);
+
+  int calls = 0;
+  ASSERT_TRUE(graph.bindNodeParameters(source, mix, target, gain,
+                                       [&calls](float v) {
+                                         ++calls;
+                                         return v * 40.0f;
+                                       },
+                                       0, 0, 0, 0));
+  EXPECT_TRUE(graph.setNodeParameterValue(source, mix, 0.25f, 0, 0));
+  EXPECT_EQ(graph.getNodeParameterValue(target, gain, 0, 0), 10.0f);
+  const std::string out = captureStdout([&] { graph.setNodeParameterValue(source, mix, 0.5f, 0, 0); });
+  EXPECT_EQ(graph.getNodeParameterValue(target, gain, 0, 0), 10.0f); // 20 is out of range
+  EXPECT_EQ(out, "***** parameter value 20 out of range: -10 - 10\n***** for parameter with identifier 1\n");
+  graph.setNodeParameterValue(source, mix, 0.5f, 0, 0); // the same value still runs the binding
+  EXPECT_EQ(calls, 3);
+
+  EXPECT_EQ(graph.getNodeParameterMaximum(target, gain, 0, 0), 10.0f);
+  EXPECT_EQ(graph.getNodeParameterValue(target, gain, -1, 0), 0.0f);
+  EXPECT_FALSE(graph.setNodeParameterValue(42, gain, 1.0f, 0, 0));
+  EXPECT_FALSE(graph.postNodeMessage(target, Graph::MessageKind::One));
+  EXPECT_TRUE(graph.setNodeBypassed(target, true));
+  EXPECT_FALSE(graph.setNodeBypassed(42, true));
+  EXPECT_EQ(graph.getNodePreset(42).parameterCount(), 0u);
+  EXPECT_EQ(graph.getNodePreset(target).parameterCount(), 2u);
+}
+
+} // namespace
+} // namespace vora
