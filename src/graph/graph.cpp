@@ -210,8 +210,14 @@ void Graph::printRenderSequence() const {
 }
 
 bool Graph::process(int frames, float** buffers, AudioTimeStamp& timeStamp) {
-  if (!isSetUp_ || !isPrepared_ || frames > maximumFrames_ || frames < 0) {
+  if (!isSetUp_ || !isPrepared_ || frames > maximumFrames_ || frames < 0 || buffers == nullptr) {
     return false;
+  }
+  // A host that hands over a missing channel gets a refusal, not a crash.
+  for (int c = 0; c < std::max(inputChannels_, outputChannels_); ++c) {
+    if (buffers[c] == nullptr) {
+      return false;
+    }
   }
   currentFrames_ = frames;
   timeStamp_ = timeStamp;

@@ -1,5 +1,6 @@
 #include "graph/node_factory.h"
 
+#include "dsp/node_pexon.h"
 #include "graph/graph_boundary_nodes.h"
 
 #include <cstdio>
@@ -13,7 +14,7 @@ std::unique_ptr<AudioProcessor> makeNode(unsigned type) {
   case NodeType::GraphOutput:
     return std::make_unique<node_GraphOutput>();
   case NodeType::Dynamics:
-    break; // the dynamics node is not built yet
+    return std::make_unique<node_pexon>();
   }
   std::puts("***** could not find audio processor!");
   return nullptr;

@@ -1,0 +1,161 @@
+#include "dsp/node_pexon.h"
+
+#include "dsp/payload_codec.h"
+#include "dsp/preset_conversion.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+namespace vora {
+namespace {
+
+// Routes preset entries to the node's own setters, as the graph does.
+class DirectOwner : public NodeOwner {
+public:
+  explicit DirectOwner(AudioProcessor& node) : node_(node) { node.setGraph(this); }
+  bool setNodeParameterValue(uint32_t, ParameterIdentifier id, float value, int channel, int band) override {
+    AudioProcessorParameter* p = node_.getParameter(id, static_cast<unsigned>(channel), static_cast<unsigned>(band));
+    return p != nullptr && p->setValue(value);
+  }
+  bool setNodePropertyValue(uint32_t, PropertyIdentifier id, const AudioProcessorPropertyValue& value) override {
+    AudioProcessorProperty* p = node_.getProperty(id);
+    return p != nullptr && p->setValue(value);
+  }
+
+private:
+  AudioProcessor& node_;
+};
+
+VorafierParameters boostedParameters(float gainDb) {
+  VorafierParameters parameters;
+  for (auto& band : parameters.bands) {
+    band.fastRatio0 = band.fastRatio1 = 1.0f;
+    band.gainDb0 = band.gainDb1 = gainDb;
+    band.slowDelayMs = 10.0f;
+    band.slowTimeConstantMs = 50.0f;
+  }
+  return parameters;
+}
+
+void applyPayload(node_pexon& node, const VorafierParameters& parameters) {
+  std::array<unsigned char, kPresetPayloadSize> payload{};
+  encodePresetPayload(parameters, payload.data());
+  DirectOwner owner(node);
+  ASSERT_TRUE(node.applyPreset(presetFromPayload(payload.data())));
+  node.setGraph(nullptr);
+}
+
+// Renders `frames` per call through the node; inputs[ch] are the sources.
+std::vector<std::vector<float>> renderNode(node_pexon& node, int inputs, int outputs,
+                                           const std::vector<std::vector<float>>& source, int frames) {
+  const size_t channels = static_cast<size_t>(std::max(inputs, outputs));
+  std::vector<std::vector<float>> result(static_cast<size_t>(outputs));
+  std::vector<std::vector<float>> block(channels, std::vector<float>(static_cast<size_t>(frames)));
+  std::vector<float*> pointers(channels);
+  AudioTimeStamp timeStamp{0, true};
+  for (size_t start = 0; start + static_cast<size_t>(frames) <= source[0].size(); start += static_cast<size_t>(frames)) {
+    for (size_t ch = 0; ch < channels; ++ch) {
+      const auto& from = source[std::min(ch, source.size() - 1)];
+      std::copy_n(from.begin() + static_cast<std::ptrdiff_t>(start), frames, block[ch].begin());
+      pointers[ch] = block[ch].data();
+    }
+    node.render(inputs, outputs, frames, pointers.data(), timeStamp);
+    for (size_t ch = 0; ch < result.size(); ++ch) {
+      result[ch].insert(result[ch].end(), block[ch].begin(), block[ch].end());
+    }
+  }
+  return result;
+}
+
+std::vector<float> tone(double hz, size_t frames, double amplitude) {
+  std::vector<float> x(frames);
+  for (size_t i = 0; i < frames; ++i) {
+    x[i] = static_cast<float>(amplitude * std::sin(2.0 * std::numbers::pi * hz * i / 48000.0));
+  }
+  return x;
+}
+
+TEST(NodePexonTest, DeclaresParametersAndProperties) {
+  node_pexon node;
+  const AudioProcessorPreset snapshot = node.getPreset();
+  EXPECT_EQ(snapshot.parameterCount(), 13u * 10u + 2u);
+  EXPECT_EQ(snapshot.parameters().at("vorafier_fast_ratio_1_12"), 0.2f);
+  EXPECT_EQ(snapshot.parameters().at("vorafier_slow_factor_0_5"), 0.85f);
+  EXPECT_EQ(snapshot.parameters().at("vorafier_slow_time_constant_0_0"), 50.0f);
+  EXPECT_EQ(snapshot.parameters().at("vorafier_mix_ratio_0_0"), 1.0f);
+  EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_slow_threshold, 1, 0), nullptr);
+  EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_slow_delay, 0, 7)->getMaximum(), 500.0f);
+  EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_fast_threshold, 1, 3)->getMinimum(), -999.0f);
+  EXPECT_EQ(node.getProperty(PropertyIdentifier::tech_level)->getValue().getNumber(), 4.0f);
+  EXPECT_EQ(node.getProperty(PropertyIdentifier::lib_version)->getValue().getText(), "pex-1.5.0-ne10_neon");
+}
+
+TEST(NodePexonTest, SetupChannelsRatesAndLatency) {
+  node_pexon node;
+  EXPECT_EQ(node.getLatency(), 0);
+  EXPECT_FALSE(node.setup(3, 3, 256, 48000.0));
+  EXPECT_FALSE(node.setup(2, 2, 256, 31998.0));
+  for (auto [rate, hop] : {std::pair{48000.0, 64}, {96000.0, 128}, {192000.0, 256}}) {
+    ASSERT_TRUE(node.setup(2, 1, 256, rate));
+    EXPECT_EQ(node.getInternalBlockSize(), hop);
+    EXPECT_EQ(node.getLatency(), 3 * hop);
+  }
+}
+
+TEST(NodePexonTest, ChannelConversionsAverageAndDuplicate) {
+  const std::vector<float> left = tone(1000.0, 9600, 0.3), right = tone(3000.0, 9600, 0.2);
+
+  node_pexon stereo, down;
+  ASSERT_TRUE(stereo.setup(2, 2, 256, 48000.0));
+  ASSERT_TRUE(down.setup(2, 1, 256, 48000.0));
+  applyPayload(stereo, boostedParameters(6.0f));
+  applyPayload(down, boostedParameters(6.0f));
+  const auto both = renderNode(stereo, 2, 2, {left, right}, 256);
+  const auto mixed = renderNode(down, 2, 1, {left, right}, 256);
+  for (size_t i = 0; i < mixed[0].size(); ++i) {
+    ASSERT_FLOAT_EQ(mixed[0][i], (both[0][i] + both[1][i]) * 0.5f) << i;
+  }
+
+  node_pexon mono, up;
+  ASSERT_TRUE(mono.setup(1, 1, 256, 48000.0));
+  ASSERT_TRUE(up.setup(1, 2, 256, 48000.0));
+  applyPayload(mono, boostedParameters(6.0f));
+  applyPayload(up, boostedParameters(6.0f));
+  const auto single = renderNode(mono, 1, 1, {left}, 256);
+  const auto duplicated = renderNode(up, 1, 2, {left}, 256);
+  EXPECT_EQ(duplicated[0], single[0]);
+  EXPECT_EQ(duplicated[1], single[0]);
+}
+
+TEST(NodePexonTest, PresetReachesTheEngineAndBypassFadesToDry) {
+  const std::vector<float> input = tone(1000.0, 48000, 0.1);
+  node_pexon node;
+  ASSERT_TRUE(node.setup(1, 1, 256, 48000.0));
+  // No payload yet: the engine leaves the audio alone, and hops of 64
+  // divide host blocks of 256, so nothing is delayed either.
+  EXPECT_EQ(renderNode(node, 1, 1, {input}, 256)[0], input);
+  const size_t delay = 192;
+
+  applyPayload(node, boostedParameters(12.0f));
+  const auto boosted = renderNode(node, 1, 1, {input}, 256);
+  double in = 0.0, out = 0.0;
+  for (size_t i = 24000; i < 48000; ++i) {
+    in += double(input[i]) * input[i];
+    out += double(boosted[0][i]) * boosted[0][i];
+  }
+  EXPECT_GT(10.0 * std::log10(out / in), 6.0);
+
+  node.getParameter(ParameterIdentifier::vorafier_bypass, 0, 0)->setValue(1.0f);
+  const auto bypassed = renderNode(node, 1, 1, {input}, 256);
+  for (size_t i = 24000; i < 48000; ++i) {
+    ASSERT_NEAR(bypassed[0][i], input[i - delay], 2e-4f) << i;
+  }
+  EXPECT_EQ(node.getLatency(), 192);
+}
+
+} // namespace
+} // namespace vora

@@ -1,0 +1,63 @@
+#include "dsp/preset_conversion.h"
+
+#include "dsp/payload_codec.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <random>
+
+namespace vora {
+namespace {
+
+using Bytes = std::array<unsigned char, kPresetPayloadSize>;
+
+// A payload with finite, seeded random values and the level byte at 255.
+Bytes randomPayload(std::mt19937& random, unsigned char levelByte = 255) {
+  std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+  VorafierParameters parameters;
+  parameters.level = levelByte / 255.0f;
+  for (auto& band : parameters.bands) {
+    band.gainDb0 = -30.0f + 60.0f * unit(random);
+    band.gainDb1 = -30.0f + 60.0f * unit(random);
+    band.fastThresholdDb0 = -100.0f * unit(random);
+    band.fastThresholdDb1 = -100.0f * unit(random);
+    band.fastRatio0 = unit(random);
+    band.fastRatio1 = unit(random);
+    band.slowThresholdDb = -100.0f * unit(random);
+    band.slowDelayMs = std::floor(255.0f * unit(random));
+    band.slowFactor = unit(random);
+    band.slowTimeConstantMs = std::floor(255.0f * unit(random));
+  }
+  Bytes payload{};
+  encodePresetPayload(parameters, payload.data());
+  return payload;
+}
+
+TEST(PresetConversionTest, PayloadBecomesOneHundredThirtyEntriesWithoutTheLevel) {
+  std::mt19937 random(5u);
+  const Bytes loud = randomPayload(random, 255);
+  std::mt19937 same(5u);
+  const Bytes quiet = randomPayload(same, 17);
+  ASSERT_NE(loud, quiet);
+  const AudioProcessorPreset a = presetFromPayload(loud.data());
+  const AudioProcessorPreset b = presetFromPayload(quiet.data());
+  EXPECT_EQ(a.parameterCount(), 130u);
+  EXPECT_EQ(a.propertyCount(), 0u);
+  EXPECT_EQ(a.parameters(), b.parameters());
+  EXPECT_EQ(a.parameters().count("vorafier_slow_delay_1_0"), 0u); // slow parameters at channel 0 only
+  EXPECT_EQ(a.parameters(), presetFromPayload(loud.data()).parameters());
+}
+
+TEST(PresetConversionTest, EncodingThePresetGivesThePayloadBack) {
+  std::mt19937 random(77u);
+  for (int trial = 0; trial < 200; ++trial) {
+    const Bytes payload = randomPayload(random);
+    Bytes encoded{};
+    encodePresetPayload(parametersFromPreset(presetFromPayload(payload.data())), encoded.data());
+    ASSERT_EQ(encoded, payload) << trial;
+  }
+}
+
+} // namespace
+} // namespace vora
