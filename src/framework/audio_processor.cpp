@@ -113,6 +113,11 @@ bool AudioProcessor::render(int numInputs, int numOutputs, int frames, float** b
           queue.pop(buffers[ch] + pad, count - pad);
         }
       }
+      // Channels beyond the outputs (a node with more inputs than outputs)
+      // are never read: drop as much, so their queues cannot fill up.
+      for (size_t ch = static_cast<size_t>(numOutputs); ch < outputQueues_.size(); ++ch) {
+        outputQueues_[ch].discard(count - pad);
+      }
     } else {
       for (int ch = 0; ch < numOutputs; ++ch) {
         std::fill(buffers[ch], buffers[ch] + count, 0.0f);

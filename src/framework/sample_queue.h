@@ -46,6 +46,13 @@ public:
     size_ -= count;
   }
 
+  // Drops the `count` oldest samples (at most size()).
+  void discard(size_t count) {
+    count = std::min(count, size_);
+    head_ = (head_ + count) % capacity();
+    size_ -= count;
+  }
+
 private:
   std::vector<float> storage_;
   size_t head_ = 0;
