@@ -1,0 +1,183 @@
+// The facade: turns a host's few settings into graph set-up and node
+// parameter writes, and processes blocks through the instance's graph of
+// input node -> dynamics node -> output node.
+#include <larkspin/generic_audio_processor.h>
+
+#include "api/debug_info.h"
+#include "dsp/payload_codec.h"
+#include "dsp/preset_conversion.h"
+#include "graph/graph.h"
+#include "graph/node_factory.h"
+
+#include <chrono>
+#include <cstring>
+#include <iostream>
+#include <string>
+
+namespace vora {
+
+struct GenericAudioProcessor::PrivateImplementation {
+  // First field: a pointer to the implementation is a pointer to these bytes.
+  unsigned char currentPresetPayload[kPresetPayloadSize] = {};
+  bool presetApplied = false;
+  Graph graph;
+  int32_t inputNodeId = -1;
+  int32_t outputNodeId = -1;
+  int32_t processorNodeId = -1;
+  AudioTimeStamp timeStamp;
+  float intensity = 0.0f; // deliberately dry until the host sets one
+  bool bypassed = false;
+  DebugInfo debugInfo{};
+  std::string libVersion;
+
+  uint32_t processor() const { return static_cast<uint32_t>(processorNodeId); }
+
+  bool configureNodes(int channels) {
+    inputNodeId = static_cast<int32_t>(graph.getInputNodeIdentifier());
+    outputNodeId = static_cast<int32_t>(graph.getOutputNodeIdentifier());
+    processorNodeId = graph.addNode(static_cast<unsigned>(NodeType::Dynamics), channels, channels);
+    graph.connectNodes(static_cast<uint32_t>(inputNodeId), processor());
+    graph.connectNodes(processor(), static_cast<uint32_t>(outputNodeId));
+    pushIntensity(intensity);
+    pushBypass(bypassed);
+    return processorNodeId >= 0;
+  }
+
+  // A refused write is followed by a read-back, so that the stored values
+  // always mirror the node.
+  bool pushIntensity(float value) {
+    if (value < 0.0f) {
+      value = 0.0f;
+    }
+    if (value > 1.0f) {
+      value = 1.0f;
+    }
+    intensity = value;
+    if (graph.setNodeParameterValue(processor(), ParameterIdentifier::vorafier_mix_ratio, intensity, 0, 0)) {
+      return true;
+    }
+    intensity = graph.getNodeParameterValue(processor(), ParameterIdentifier::vorafier_mix_ratio, 0, 0);
+    return false;
+  }
+
+  bool pushBypass(bool flag) {
+    bypassed = flag;
+    if (graph.setNodeParameterValue(processor(), ParameterIdentifier::vorafier_bypass, flag ? 1.0f : 0.0f, 0, 0)) {
+      return true;
+    }
+    bypassed = graph.getNodeParameterValue(processor(), ParameterIdentifier::vorafier_bypass, 0, 0) != 0.0f;
+    return false;
+  }
+};
+
+GenericAudioProcessor::GenericAudioProcessor() : implementation(new PrivateImplementation) {}
+
+GenericAudioProcessor::~GenericAudioProcessor() {
+  implementation->graph.reset();
+  delete implementation;
+}
+
+bool GenericAudioProcessor::setup(float sampleRate, int maximumFrames, int channels) {
+  try {
+    PrivateImplementation& self = *implementation;
+    self.graph.reset();
+    if (!self.graph.setup(channels, channels, maximumFrames, static_cast<double>(sampleRate))) {
+      return false;
+    }
+    self.configureNodes(channels);
+    self.timeStamp = AudioTimeStamp{0, true};
+    // A preset in force survives every set-up.
+    if (self.presetApplied && self.graph.isSetUp()) {
+      self.presetApplied =
+          self.graph.applyNodePreset(self.processor(), presetFromPayload(self.currentPresetPayload));
+    }
+    // Again: the preset may have changed these parameters.
+    self.pushIntensity(self.intensity);
+    self.pushBypass(self.bypassed);
+    return self.graph.prepare(0, static_cast<double>(sampleRate));
+  } catch (...) {
+    implementation->graph.reset();
+    return false;
+  }
+}
+
+bool GenericAudioProcessor::update(float sampleRate, int maximumFrames, int channels) {
+  return setup(sampleRate, maximumFrames, channels);
+}
+
+bool GenericAudioProcessor::process(float** channels, int frames) {
+  PrivateImplementation& self = *implementation;
+  const auto start = std::chrono::steady_clock::now();
+  const bool ok = self.graph.isSetUp() && self.graph.isPrepared() && self.graph.process(frames, channels, self.timeStamp);
+  self.timeStamp.sampleTime += static_cast<int64_t>(frames); // always, even when nothing was processed
+  const auto end = std::chrono::steady_clock::now();
+  self.debugInfo = makeDebugInfo(ok, self.bypassed, end - start, frames, self.graph.getSampleRate(),
+                                 self.graph.getMaximumFrames());
+  return ok;
+}
+
+bool GenericAudioProcessor::applyPresetPayload(unsigned char* payload) {
+  try {
+    PrivateImplementation& self = *implementation;
+    if (!self.graph.isSetUp() || payload == nullptr) {
+      return false;
+    }
+    // The same bytes again: nothing to convert or apply.
+    if (std::memcmp(payload, self.currentPresetPayload, kPresetPayloadSize) == 0) {
+      self.presetApplied = true;
+      return true;
+    }
+    const bool applied = self.graph.applyNodePreset(self.processor(), presetFromPayload(payload));
+    if (applied) {
+      std::memcpy(self.currentPresetPayload, payload, kPresetPayloadSize);
+    }
+    self.presetApplied = applied;
+    return applied;
+  } catch (...) {
+    return false;
+  }
+}
+
+unsigned char* GenericAudioProcessor::getCurrentPresetPayload() { return implementation->currentPresetPayload; }
+
+bool GenericAudioProcessor::setBypassed(bool bypassed) { return implementation->pushBypass(bypassed); }
+
+bool GenericAudioProcessor::getBypassed() const { return implementation->bypassed; }
+
+bool GenericAudioProcessor::setVoraficationIntensity(float intensity) {
+  return implementation->pushIntensity(intensity);
+}
+
+float GenericAudioProcessor::getVoraficationIntensity() const { return implementation->intensity; }
+
+float GenericAudioProcessor::getProcessingLatency() const {
+  return static_cast<float>(implementation->graph.getNodeLatency(implementation->processor()));
+}
+
+GenericAudioProcessor::DebugInfo GenericAudioProcessor::getDebugInfo() const { return implementation->debugInfo; }
+
+void GenericAudioProcessor::logDebugInfo() const { printDebugInfo(implementation->debugInfo, std::cout); }
+
+int GenericAudioProcessor::getTechLevel() const {
+  const AudioProcessorPropertyValue value =
+      implementation->graph.getNodePropertyValue(implementation->processor(), PropertyIdentifier::tech_level);
+  return value.hasNumber() ? static_cast<int>(value.getNumber()) : 0;
+}
+
+const char* GenericAudioProcessor::getLibVersion() const {
+  try {
+    std::string& cache = implementation->libVersion;
+    if (cache.empty()) {
+      const AudioProcessorPropertyValue value =
+          implementation->graph.getNodePropertyValue(implementation->processor(), PropertyIdentifier::lib_version);
+      if (value.hasText()) {
+        cache = value.getText();
+      }
+    }
+    return cache.c_str();
+  } catch (...) {
+    return "";
+  }
+}
+
+} // namespace vora
