@@ -20,5 +20,6 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/larkspinConfigVersion.cma
 install(FILES ${PROJECT_BINARY_DIR}/larkspinConfig.cmake ${PROJECT_BINARY_DIR}/larkspinConfigVersion.cmake
   DESTINATION ${LARKSPIN_CMAKE_DIR})
 
+file(RELATIVE_PATH LARKSPIN_PC_TO_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/larkspin.pc.in ${PROJECT_BINARY_DIR}/larkspin.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/larkspin.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,60 @@
+#include "api/debug_info.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <sstream>
+
+namespace vora {
+namespace {
+
+using namespace std::chrono_literals;
+
+std::string print(const vora_ap_debug_info& info) {
+  std::ostringstream out;
+  printDebugInfo(info, out);
+  return out.str();
+}
+
+constexpr const char* kWarning = "Processing is likely taking too long for real-time scenarios.\n"
+                                 "Please check your audio stack configuration.\n"
+                                 "You might be at the limit of your device's processing power.\n";
+
+TEST(DebugInfoTest, FiguresOfABlock) {
+  const vora_ap_debug_info info = makeDebugInfo(false, true, 1500us, 480, 48000.0, 512);
+  EXPECT_EQ(info.processingBufferDurationMs, 10.0); // exactly
+  EXPECT_EQ(info.timeSpentProcessingMs, 1.5);
+  EXPECT_FALSE(info.processingSuccess);
+  EXPECT_TRUE(info.processingBypassed);
+  EXPECT_EQ(info.maximumNumberFrames, 512.0);
+  EXPECT_EQ(info.processedNumberFrames, 480.0);
+  const unsigned char* bytes = reinterpret_cast<const unsigned char*>(&info);
+  for (int i = 2; i < 8; ++i) {
+    EXPECT_EQ(bytes[i], 0) << i; // padding is part of the interface
+  }
+}
+
+TEST(DebugInfoTest, ReportLinesAndWarningAboveHalfTheBlock) {
+  const std::string expected = "*** vora audio processing debug info:\n"
+                               "processing success: true\n"
+                               "processing bypassed: false\n"
+                               "time spent processing (ms): 5\n"
+                               "processing buffer duration (ms): 10\n"
+                               "processing sample rate: 48000\n"
+                               "maximum number frames: 512\n"
+                               "processed number frames: 480\n";
+  EXPECT_EQ(print(makeDebugInfo(true, false, 5ms, 480, 48000.0, 512)), expected); // exactly half: no warning
+  EXPECT_EQ(print(makeDebugInfo(true, false, 5001us, 480, 48000.0, 512)),
+            std::string(expected).replace(expected.find("5\n"), 2, "5.001\n") + kWarning);
+
+  vora_ap_debug_info zero;
+  std::memset(&zero, 0, sizeof zero);
+  EXPECT_EQ(print(zero), "*** vora audio processing debug info:\nprocessing success: false\n"
+                         "processing bypassed: false\ntime spent processing (ms): 0\n"
+                         "processing buffer duration (ms): 0\nprocessing sample rate: 0\n"
+                         "maximum number frames: 0\nprocessed number frames: 0\n");
+  EXPECT_NE(print(makeDebugInfo(true, false, 1ms, 512, 44100.0, 512)).find("(ms): 11.61\n"), std::string::npos);
+}
+
+} // namespace
+} // namespace vora

@@ -1,0 +1,139 @@
+#include <larkspin/generic_audio_processor.h>
+
+#include "support/capture_stdout.h"
+#include "test_payloads.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <numbers>
+#include <vector>
+
+namespace vora {
+namespace {
+
+using larkspin_test::flatPayload;
+using larkspin_test::Payload;
+
+struct Stereo {
+  explicit Stereo(int frames, float value = 0.25f)
+      : left(static_cast<size_t>(frames), value), right(static_cast<size_t>(frames), value) {}
+  float** channels() {
+    pointers[0] = left.data();
+    pointers[1] = right.data();
+    return pointers;
+  }
+  std::vector<float> left, right;
+  float* pointers[2] = {};
+};
+
+TEST(FacadeTest, BeforeSetupEverythingIsRefused) {
+  GenericAudioProcessor processor;
+  Stereo block(64);
+  EXPECT_FALSE(processor.process(block.channels(), 64));
+  EXPECT_EQ(block.left[0], 0.25f);
+  const auto info = processor.getDebugInfo();
+  EXPECT_FALSE(info.processingSuccess);
+  EXPECT_EQ(info.processedNumberFrames, 64.0);
+  EXPECT_TRUE(std::isinf(info.processingBufferDurationMs)); // no sample rate yet
+
+  Payload payload = flatPayload(3.0f);
+  EXPECT_FALSE(processor.applyPresetPayload(payload.data()));
+  EXPECT_FALSE(processor.setVoraficationIntensity(0.7f));
+  EXPECT_EQ(processor.getVoraficationIntensity(), 0.0f); // the read-back of an absent node
+  EXPECT_FALSE(processor.setBypassed(true));
+  EXPECT_FALSE(processor.getBypassed());
+  EXPECT_EQ(processor.getTechLevel(), 0);
+  EXPECT_STREQ(processor.getLibVersion(), "");
+  EXPECT_EQ(processor.getProcessingLatency(), 0.0f);
+
+  EXPECT_FALSE(processor.setup(48000.0f, 0, 2));
+  EXPECT_FALSE(processor.process(block.channels(), 64));
+}
+
+TEST(FacadeTest, SetupReportsLatencyTechLevelAndVersion) {
+  GenericAudioProcessor processor;
+  ASSERT_TRUE(processor.setup(48000.0f, 256, 2));
+  EXPECT_EQ(processor.getProcessingLatency(), 192.0f);
+  EXPECT_EQ(processor.getTechLevel(), 4);
+  EXPECT_STREQ(processor.getLibVersion(), "pex-1.5.0-ne10_neon");
+  ASSERT_TRUE(processor.update(96000.0f, 256, 1));
+  EXPECT_EQ(processor.getProcessingLatency(), 384.0f);
+  EXPECT_FALSE(processor.setup(8000.0f, 256, 2));
+  EXPECT_FALSE(processor.setup(48000.0f, 256, 3));
+}
+
+TEST(FacadeTest, IntensityIsClampedAndBypassSurvivesUpdate) {
+  GenericAudioProcessor processor;
+  ASSERT_TRUE(processor.setup(48000.0f, 256, 2));
+  EXPECT_EQ(processor.getVoraficationIntensity(), 0.0f); // a new instance processes dry
+  EXPECT_TRUE(processor.setVoraficationIntensity(-0.5f));
+  EXPECT_EQ(processor.getVoraficationIntensity(), 0.0f);
+  EXPECT_TRUE(processor.setVoraficationIntensity(7.0f));
+  EXPECT_EQ(processor.getVoraficationIntensity(), 1.0f);
+  std::string out = larkspin_test::captureStdout([&] { EXPECT_FALSE(processor.setVoraficationIntensity(NAN)); });
+  EXPECT_EQ(processor.getVoraficationIntensity(), 1.0f); // read back from the node
+  EXPECT_NE(out.find("***** parameter value nan"), std::string::npos);
+
+  EXPECT_TRUE(processor.setBypassed(true));
+  ASSERT_TRUE(processor.update(48000.0f, 128, 2));
+  EXPECT_TRUE(processor.getBypassed());
+  EXPECT_EQ(processor.getVoraficationIntensity(), 1.0f);
+}
+
+TEST(FacadeTest, PayloadShortCutsAndSurvivesUpdate) {
+  GenericAudioProcessor processor;
+  ASSERT_TRUE(processor.setup(48000.0f, 256, 2));
+  ASSERT_TRUE(processor.setVoraficationIntensity(1.0f));
+
+  // All zeros equals the stored copy of a fresh instance: accepted without
+  // touching the node, so the engine still passes audio untouched...
+  Payload zeros{};
+  EXPECT_TRUE(processor.applyPresetPayload(zeros.data()));
+  Stereo block(256);
+  ASSERT_TRUE(processor.process(block.channels(), 256));
+  EXPECT_EQ(block.left, std::vector<float>(256, 0.25f));
+  // ...until the next update applies the stored all-zero payload for real
+  // (its gains decode to minus infinity and are refused, the rest applies).
+  larkspin_test::captureStdout([&] { ASSERT_TRUE(processor.update(48000.0f, 256, 2)); });
+  Stereo after(256);
+  ASSERT_TRUE(processor.process(after.channels(), 256));
+  EXPECT_NE(after.left, std::vector<float>(256, 0.25f));
+
+  Payload payload = flatPayload(3.0f);
+  EXPECT_TRUE(processor.applyPresetPayload(payload.data()));
+  EXPECT_EQ(std::memcmp(processor.getCurrentPresetPayload(), payload.data(), payload.size()), 0);
+  EXPECT_TRUE(processor.applyPresetPayload(payload.data())); // the same bytes: short cut
+}
+
+TEST(FacadeTest, TimeStampAdvancesAndDebugRecordFollowsEveryCall) {
+  GenericAudioProcessor processor;
+  ASSERT_TRUE(processor.setup(48000.0f, 480, 1));
+  std::vector<float> mono(480, 0.0f);
+  float* channels[1] = {mono.data()};
+  ASSERT_TRUE(processor.process(channels, 480));
+  auto info = processor.getDebugInfo();
+  EXPECT_TRUE(info.processingSuccess);
+  EXPECT_EQ(info.processingBufferDurationMs, 10.0);
+  EXPECT_EQ(info.processingSampleRate, 48000.0);
+  EXPECT_EQ(info.maximumNumberFrames, 480.0);
+  EXPECT_GE(info.timeSpentProcessingMs, 0.0);
+
+  EXPECT_FALSE(processor.process(channels, 481));
+  info = processor.getDebugInfo();
+  EXPECT_FALSE(info.processingSuccess);
+  EXPECT_EQ(info.processedNumberFrames, 481.0);
+
+  // Bad input from a host gets a refusal, never a crash.
+  EXPECT_FALSE(processor.process(nullptr, 64));
+  float* missing[1] = {nullptr};
+  EXPECT_FALSE(processor.process(missing, 64));
+  EXPECT_FALSE(processor.process(channels, -5));
+
+  const std::string out = larkspin_test::captureStdout([&] { processor.logDebugInfo(); });
+  EXPECT_EQ(out.rfind("*** vora audio processing debug info:\nprocessing success: false\n", 0), 0u);
+}
+
+} // namespace
+} // namespace vora
