@@ -1,0 +1,275 @@
+// End-to-end tests of the larkspin program: they run the built executable
+// on generated files, as a user would.
+#include <larkspin/vora_ap.h>
+
+#include "dsp/payload_codec.h"
+
+#include <gtest/gtest.h>
+#include <sndfile.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <numbers>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Result {
+  int status;
+  std::string err;
+  std::string out;
+};
+
+class ToolTest : public testing::Test {
+protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() / ("larkspin-tool-" + std::to_string(::getpid()) + "-" +
+                                        testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::create_directories(dir_);
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  std::string path(const std::string& name) const { return (dir_ / name).string(); }
+
+  Result run(const std::string& arguments) const {
+    const std::string out = path("stdout.txt"), err = path("stderr.txt");
+    const std::string command = std::string(LARKSPIN_TOOL_PATH) + " " + arguments + " >" + out + " 2>" + err;
+    const int status = std::system(command.c_str());
+    return {status, read(err), read(out)};
+  }
+
+  static std::string read(const std::string& file) {
+    std::ifstream in(file);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+  }
+
+  // Writes a float WAV file, channel-major input.
+  void writeWav(const std::string& name, const std::vector<std::vector<float>>& channels, int rate) const {
+    SF_INFO info{};
+    info.samplerate = rate;
+    info.channels = static_cast<int>(channels.size());
+    info.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
+    SNDFILE* file = sf_open(path(name).c_str(), SFM_WRITE, &info);
+    ASSERT_NE(file, nullptr);
+    std::vector<float> interleaved;
+    for (size_t i = 0; i < channels[0].size(); ++i) {
+      for (const auto& channel : channels) {
+        interleaved.push_back(channel[i]);
+      }
+    }
+    sf_writef_float(file, interleaved.data(), static_cast<sf_count_t>(channels[0].size()));
+    sf_close(file);
+  }
+
+  std::vector<std::vector<float>> readWav(const std::string& name) const {
+    SF_INFO info{};
+    SNDFILE* file = sf_open(path(name).c_str(), SFM_READ, &info);
+    EXPECT_NE(file, nullptr);
+    if (file == nullptr) {
+      return {};
+    }
+    std::vector<float> interleaved(static_cast<size_t>(info.frames * info.channels));
+    sf_readf_float(file, interleaved.data(), info.frames);
+    sf_close(file);
+    std::vector<std::vector<float>> channels(static_cast<size_t>(info.channels));
+    for (size_t i = 0; i < interleaved.size(); ++i) {
+      channels[i % channels.size()].push_back(interleaved[i]);
+    }
+    return channels;
+  }
+
+  // A single clear line on standard error, a failure status, no output.
+  void expectCleanFailure(const Result& result, const std::string& output) const {
+    EXPECT_NE(result.status, 0);
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_EQ(result.err.rfind("larkspin: error: ", 0), 0u) << result.err;
+    EXPECT_FALSE(fs::exists(path(output)));
+  }
+
+  fs::path dir_;
+};
+
+std::vector<float> noise(size_t frames, unsigned seed, float amplitude) {
+  std::mt19937 random(seed);
+  std::uniform_real_distribution<float> sample(-amplitude, amplitude);
+  std::vector<float> x(frames);
+  for (auto& v : x) {
+    v = sample(random);
+  }
+  return x;
+}
+
+// The same file through the C interface directly, in blocks of 256, with
+// the output shifted back by the reported latency.
+std::vector<float> directAligned(const std::vector<float>& left, const std::vector<float>& right,
+                                 const std::vector<unsigned char>& payload) {
+  vora_ap_control* control = vora_ap_create_control(48000.0f, 256, 1);
+  std::vector<unsigned char> bytes = payload;
+  vora_ap_apply_preset_payload(bytes.data());
+  vora_ap_set_vorafication_intensity(1.0f);
+  const size_t latency = static_cast<size_t>(vora_ap_get_processing_latency(control));
+  std::vector<float> l = left, r = right;
+  l.resize(left.size() + latency + 256, 0.0f);
+  r.resize(l.size(), 0.0f);
+  for (size_t start = 0; start + 256 <= l.size(); start += 256) {
+    float* channels[2] = {l.data() + start, r.data() + start};
+    vora_ap_process(control, channels, 256);
+  }
+  vora_ap_destroy_control(control);
+  return std::vector<float>(l.begin() + static_cast<std::ptrdiff_t>(latency),
+                            l.begin() + static_cast<std::ptrdiff_t>(latency + left.size()));
+}
+
+TEST_F(ToolTest, ProcessKeepsLengthAndAlignsWithTheLibrary) {
+  const std::vector<float> left = noise(48000 + 77, 1u, 0.3f), right = noise(48000 + 77, 2u, 0.3f);
+  writeWav("stereo.wav", {left, right}, 48000);
+  writeWav("mono.wav", {left}, 48000);
+
+  // A JSON preset round trip gives the payload the tool will use.
+  ASSERT_EQ(run("preset decode " + path("missing.bin")).status == 0, false);
+  std::vector<unsigned char> payload(vora::kPresetPayloadSize);
+  vora::VorafierParameters parameters;
+  for (auto& band : parameters.bands) {
+    band.gainDb0 = band.gainDb1 = 6.0f;
+    band.fastRatio0 = band.fastRatio1 = 0.5f;
+    band.fastThresholdDb0 = band.fastThresholdDb1 = -30.0f;
+    band.slowDelayMs = 10.0f;
+    band.slowTimeConstantMs = 50.0f;
+  }
+  vora::encodePresetPayload(parameters, payload.data());
+  std::ofstream(path("preset.bin"), std::ios::binary).write(reinterpret_cast<const char*>(payload.data()), 196);
+
+  Result result = run("process " + path("stereo.wav") + " " + path("out.wav") + " --preset " + path("preset.bin") + " --align");
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find("latency:       192 frames"), std::string::npos) << result.out;
+  const auto out = readWav("out.wav");
+  ASSERT_EQ(out.size(), 2u);
+  ASSERT_EQ(out[0].size(), left.size());
+  const std::vector<float> expected = directAligned(left, right, payload);
+  for (size_t i = 0; i < left.size(); ++i) {
+    ASSERT_NEAR(out[0][i], expected[i], 1e-6f) << i;
+  }
+
+  result = run("process " + path("mono.wav") + " " + path("mono-out.wav") + " --block 100");
+  ASSERT_EQ(result.status, 0) << result.err;
+  const auto mono = readWav("mono-out.wav");
+  ASSERT_EQ(mono.size(), 1u);
+  EXPECT_EQ(mono[0].size(), left.size());
+
+  result = run("process " + path("stereo.wav") + " " + path("bypass.wav") + " --bypass --align --report " +
+               path("report.svg"));
+  ASSERT_EQ(result.status, 0) << result.err;
+  const auto bypassed = readWav("bypass.wav");
+  for (size_t i = 0; i < left.size(); ++i) {
+    ASSERT_NEAR(bypassed[0][i], left[i], 1e-3f) << i;
+    ASSERT_NEAR(bypassed[1][i], right[i], 1e-3f) << i;
+  }
+  EXPECT_TRUE(fs::exists(path("report.svg")));
+}
+
+TEST_F(ToolTest, PresetDecodeEncodeRoundTrip) {
+  std::mt19937 random(11u);
+  std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+  for (int trial = 0; trial < 5; ++trial) {
+    vora::VorafierParameters parameters;
+    for (auto& band : parameters.bands) {
+      band.gainDb0 = -40.0f + 85.0f * unit(random);
+      band.gainDb1 = -40.0f + 85.0f * unit(random);
+      band.fastThresholdDb0 = -250.0f * unit(random);
+      band.fastThresholdDb1 = -250.0f * unit(random);
+      band.fastRatio0 = unit(random);
+      band.fastRatio1 = unit(random);
+      band.slowThresholdDb = -250.0f * unit(random);
+      band.slowFactor = unit(random);
+      band.slowDelayMs = std::floor(255.0f * unit(random));
+      band.slowTimeConstantMs = std::floor(255.0f * unit(random));
+    }
+    std::vector<unsigned char> payload(vora::kPresetPayloadSize);
+    vora::encodePresetPayload(parameters, payload.data());
+    std::ofstream(path("in.bin"), std::ios::binary).write(reinterpret_cast<const char*>(payload.data()), 196);
+    const Result decoded = run("preset decode " + path("in.bin"));
+    ASSERT_EQ(decoded.status, 0) << decoded.err;
+    std::ofstream(path("preset.json")) << decoded.out;
+    const Result encoded = run("preset encode " + path("preset.json") + " " + path("out.bin"));
+    ASSERT_EQ(encoded.status, 0) << encoded.err;
+    const std::string bytes = read(path("out.bin"));
+    ASSERT_EQ(std::vector<unsigned char>(bytes.begin(), bytes.end()), payload) << trial;
+  }
+}
+
+TEST_F(ToolTest, BadInputGivesOneClearLine) {
+  expectCleanFailure(run("process " + path("missing.wav") + " " + path("out.wav")), "out.wav");
+
+  writeWav("three.wav", {noise(4800, 1u, 0.1f), noise(4800, 2u, 0.1f), noise(4800, 3u, 0.1f)}, 48000);
+  expectCleanFailure(run("process " + path("three.wav") + " " + path("out.wav")), "out.wav");
+
+  writeWav("slow.wav", {noise(800, 1u, 0.1f)}, 8000);
+  expectCleanFailure(run("process " + path("slow.wav") + " " + path("out.wav")), "out.wav");
+
+  std::ofstream(path("broken.json")) << "{\"bands\": [1, 2";
+  expectCleanFailure(run("preset encode " + path("broken.json") + " " + path("out.bin")), "out.bin");
+
+  // A valid preset with one value out of range names where it is.
+  std::vector<unsigned char> payload(vora::kPresetPayloadSize);
+  vora::VorafierParameters parameters;
+  vora::encodePresetPayload(parameters, payload.data());
+  std::ofstream(path("zero.bin"), std::ios::binary).write(reinterpret_cast<const char*>(payload.data()), 196);
+  std::string json = run("preset decode " + path("zero.bin")).out;
+  const size_t at = json.find("\"fastRatio\": 0.0");
+  ASSERT_NE(at, std::string::npos) << json;
+  json.replace(at, 16, "\"fastRatio\": 1.5");
+  std::ofstream(path("bad.json")) << json;
+  const Result result = run("preset encode " + path("bad.json") + " " + path("out.bin"));
+  expectCleanFailure(result, "out.bin");
+  EXPECT_NE(result.err.find("band 0, channel 0, fastRatio = 1.5"), std::string::npos) << result.err;
+}
+
+// Tags open and close in order; enough to catch a broken writer.
+bool wellFormed(const std::string& xml) {
+  std::vector<std::string> open;
+  for (size_t at = xml.find('<'); at != std::string::npos; at = xml.find('<', at + 1)) {
+    const size_t end = xml.find('>', at);
+    if (end == std::string::npos) {
+      return false;
+    }
+    const std::string tag = xml.substr(at + 1, end - at - 1);
+    if (tag.empty() || tag[0] == '?' || tag[0] == '!' || tag.back() == '/') {
+      continue;
+    }
+    const std::string name = tag.substr(tag[0] == '/' ? 1 : 0, tag.find_first_of(" \t\n") - (tag[0] == '/' ? 1 : 0));
+    if (tag[0] == '/') {
+      if (open.empty() || open.back() != name) {
+        return false;
+      }
+      open.pop_back();
+    } else {
+      open.push_back(name);
+    }
+  }
+  return open.empty() && xml.find("<svg") != std::string::npos;
+}
+
+TEST_F(ToolTest, PicturesAreWellFormedSvg) {
+  ASSERT_EQ(run("plot --rate 48000 " + path("bands.svg")).status, 0);
+  EXPECT_TRUE(wellFormed(read(path("bands.svg"))));
+  const Result demo = run("demo " + path("demo"));
+  ASSERT_EQ(demo.status, 0) << demo.err;
+  for (const char* file : {"input.wav", "output.wav", "report.svg", "bands.svg"}) {
+    EXPECT_TRUE(fs::exists(path(std::string("demo/") + file))) << file;
+  }
+  EXPECT_TRUE(wellFormed(read(path("demo/report.svg"))));
+  EXPECT_TRUE(wellFormed(read(path("demo/bands.svg"))));
+  expectCleanFailure(run("plot --rate 8000 " + path("low.svg")), "low.svg");
+}
+
+} // namespace
