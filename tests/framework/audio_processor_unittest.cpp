@@ -152,15 +152,14 @@ TEST(ReblockingTest, NoOutputsEmptiesTheQueuesAndNoBuffersMeansFalse) {
   float* buffers[1] = {block.data()};
   AudioTimeStamp timeStamp;
   EXPECT_TRUE(node.render(1, 0, 100, buffers, timeStamp)); // one block processed, then dropped
-  block = ramp(28);
-  block.resize(100);
+  const std::vector<float> next = ramp(28);
+  std::copy(next.begin(), next.end(), block.begin());
   EXPECT_TRUE(node.render(1, 1, 28, buffers, timeStamp)); // 36 + 28 = 64: exactly one new block
   EXPECT_EQ(block[0], 2.0f * 65.0f);                      // the dropped block's samples never come out
 
   DoublingNode sink; // no outputs: processes, but has no output buffers
   sink.setup(1, 0, 128, 48000.0);
   sink.setInternalBlockSize(64);
-  block = ramp(64);
   EXPECT_FALSE(sink.render(1, 0, 64, buffers, timeStamp));
   EXPECT_EQ(sink.blockTimes.size(), 1u);
   EXPECT_FALSE(sink.isOutputReady());
