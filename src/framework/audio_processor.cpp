@@ -235,17 +235,13 @@ bool AudioProcessor::applyPreset(const AudioProcessorPreset& preset) {
     return false;
   }
   // Refused entries are skipped and the rest stay applied; the result is
-  // presetApplied()'s, deliberately not the failure mark.
-  bool allApplied = true;
+  // presetApplied()'s, deliberately not a failure mark.
   preset.forEachProperty([&](PropertyIdentifier id, const AudioProcessorPropertyValue& value) {
-    allApplied = owner_->setNodePropertyValue(identifier_, id, value) && allApplied;
+    owner_->setNodePropertyValue(identifier_, id, value);
   });
   preset.forEachParameter([&](ParameterIdentifier id, float value, unsigned channel, unsigned band) {
-    allApplied = owner_->setNodeParameterValue(identifier_, id, value, static_cast<int>(channel),
-                                               static_cast<int>(band)) &&
-                 allApplied;
+    owner_->setNodeParameterValue(identifier_, id, value, static_cast<int>(channel), static_cast<int>(band));
   });
-  (void)allApplied;
   return presetApplied();
 }
 
