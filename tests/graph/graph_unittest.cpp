@@ -182,6 +182,11 @@ TEST(GraphProcessTest, UnconnectedInputReadsZerosAndMonoTouchesOneBuffer) {
   ASSERT_TRUE(graph.process(64, block.buffers(), timeStamp));
   EXPECT_EQ(block.left[5], 6.0f);
   EXPECT_EQ(block.right, std::vector<float>(64, 0.0f)); // scratch 1 held the input's samples a moment before
+  // A route added after prepare between nodes already in the order takes part at once.
+  graph.connectChannels(0, 1, gain, 1);
+  StereoBlock fed(64);
+  ASSERT_TRUE(graph.process(64, fed.buffers(), timeStamp));
+  EXPECT_EQ(fed.right[5], -495.0f);
 
   Graph mono;
   mono.setup(1, 1, 64, 48000.0);
