@@ -20,6 +20,22 @@ void OutputLimiter::limit(float* overlap, HopFifo& envelope, uint32_t hop, float
   }
 
   float* env = envelope.data();
+
+  // Nothing above the ceiling and no release in progress: both passes would
+  // yield an envelope of exactly 1.0 and leave the samples as they are.
+  if (releaseCurrent_ == kFloor) {
+    float peak = 0.0f;
+    for (uint32_t i = 0; i < 2 * hop; ++i) {
+      peak = std::max(peak, std::fabs(overlap[i]));
+    }
+    if (peak <= kFloor) {
+      std::fill(env, env + 2 * hop, kFloor);
+      release_.setState(kFloor);
+      envelope.push(nullptr);
+      return;
+    }
+  }
+
   for (uint32_t i = 2 * hop; i-- > 0;) {
     const float e = std::max(std::fabs(overlap[i]), kFloor);
     if (e >= attackCurrent_) {
