@@ -1,6 +1,7 @@
 #include "dsp/pex_vorafier.h"
 
 #include "dsp/payload_codec.h"
+#include "dsp/spectrum_rebuild.h"
 
 #include <algorithm>
 #include <cmath>
@@ -122,21 +123,7 @@ void PexVorafier::analyse(StftChannel& channel, const float* input) {
 void PexVorafier::synthesise(StftChannel& channel, const float* accumulator, float* output, bool limit) {
   float* work = channel.work;
   const uint32_t bins = fftSize_ / 2;
-  // Keep each bin's phase: scaling the complex value by new/old magnitude
-  // equals new × (cos φ, sin φ); a bin of zero magnitude has phase 0.
-  for (uint32_t k = 1; k < bins; ++k) {
-    const float re = work[2 * k];
-    const float im = work[2 * k + 1];
-    const float oldMagnitude = std::sqrt(re * re + im * im);
-    if (oldMagnitude > 0.0f) {
-      const float scale = accumulator[k] / oldMagnitude;
-      work[2 * k] = re * scale;
-      work[2 * k + 1] = im * scale;
-    } else {
-      work[2 * k] = accumulator[k];
-      work[2 * k + 1] = 0.0f;
-    }
-  }
+  rebuildWithPhase(work, accumulator, bins);
   work[0] = channel.dcReal;
   work[1] = channel.nyquistReal;
   fft_.inverse(work, work);

@@ -1,11 +1,13 @@
 #include "dsp/pex_vorafier.h"
 
 #include "dsp/payload_codec.h"
+#include "dsp/spectrum_rebuild.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cmath>
+#include <limits>
 #include <numbers>
 #include <random>
 #include <vector>
@@ -124,6 +126,31 @@ TEST(EngineTest, BandThirteenIsNotControlled) {
   const double boostedRms = rms(runStereo(boosted, input, false, 1.0f), 4800);
   EXPECT_NEAR(20.0 * std::log10(boostedRms / flatRms), 0.0, 0.05);
   EXPECT_NEAR(20.0 * std::log10(flatRms / rms(input, 4800)), 0.0, 0.1);
+}
+
+TEST(EngineTest, PhaseKeepingRebuildEqualsThePolarForm) {
+  // Random bins (some exactly zero) against new magnitude × (cos, sin) of
+  // atan2's phase.
+  std::mt19937 random(3);
+  std::uniform_real_distribution<float> value(-2.0f, 2.0f);
+  constexpr uint32_t kBins = 256;
+  std::vector<float> packed(2 * kBins), magnitude(kBins);
+  for (uint32_t k = 0; k < kBins; ++k) {
+    const bool zero = k % 17 == 0;
+    packed[2 * k] = zero ? 0.0f : value(random);
+    packed[2 * k + 1] = zero ? 0.0f : value(random);
+    magnitude[k] = std::fabs(value(random));
+  }
+  std::vector<float> rebuilt = packed;
+  rebuildWithPhase(rebuilt.data(), magnitude.data(), kBins);
+  EXPECT_EQ(rebuilt[0], packed[0]);
+  EXPECT_EQ(rebuilt[1], packed[1]);
+  for (uint32_t k = 1; k < kBins; ++k) {
+    const float phase = std::atan2(packed[2 * k + 1], packed[2 * k]);
+    const float tolerance = 4.0f * std::numeric_limits<float>::epsilon() * magnitude[k];
+    EXPECT_NEAR(rebuilt[2 * k], magnitude[k] * std::cos(phase), tolerance) << k;
+    EXPECT_NEAR(rebuilt[2 * k + 1], magnitude[k] * std::sin(phase), tolerance) << k;
+  }
 }
 
 TEST(EngineTest, DcAndNyquistRealPartsBypassTheBands) {
