@@ -40,7 +40,7 @@ public:
 private:
   float data_[kCapacity] = {};
   uint32_t length_ = 0;
-  uint32_t hop_ = 1;
+  uint32_t hop_ = 0; // a push before initialise() moves nothing
 };
 
 } // namespace vora

@@ -11,11 +11,11 @@ public:
   // Sets the length c (in steps) and the start value y0. The state becomes
   // y0 / (-a), so the first output for an input x is x/c + y0: that
   // asymmetry is kept on purpose. A length of 0 passes the input through.
-  // Lengths that would make the recursion unstable (below 0.5, other than 0)
-  // behave as a length of 1, which starts at y0 instead of 0/-0.
+  // Lengths strictly between 0 and 0.5 behave as a length of 1, which starts
+  // at y0 instead of 0/-0; any other length follows the formulas as given.
   void initialise(float lengthSteps, float startValue) {
     lengthSteps_ = lengthSteps;
-    const float c = (lengthSteps == 0.0f || lengthSteps >= 0.5f) ? lengthSteps : 1.0f;
+    const float c = (lengthSteps > 0.0f && lengthSteps < 0.5f) ? 1.0f : lengthSteps;
     a_ = 1.0f / c - 1.0f;
     b_ = a_ + 1.0f;
     y_ = a_ == 0.0f ? startValue : startValue / -a_;
@@ -45,7 +45,7 @@ private:
   float b_ = 0.0f;
   float y_ = 0.0f;
   float epsilon_ = 1e-20f;
-  float lengthSteps_ = 0.0f;
+  float lengthSteps_ = 1.0f; // 1/(a+1) of the all-zero state
 };
 
 } // namespace vora

@@ -5,14 +5,101 @@
 namespace vora {
 namespace {
 
-TEST(BandGainComputerTest, UnityRatioLeavesBandGain) {
+constexpr float kHopMs = 64.0f / 48.0f; // hop of 64 at 48 kHz
+
+// One band with the slow path off (factor 0) and a -20 dB fast threshold.
+VorafierParameters fastOnly(float ratio) {
   VorafierParameters parameters;
-  parameters.bands[0].fastRatio0 = 1.0f;
-  parameters.bands[0].gainDb0 = 3.0f;
+  auto& band = parameters.bands[2];
+  band.fastThresholdDb0 = -20.0f;
+  band.fastRatio0 = ratio;
+  band.gainDb0 = 1.5f;
+  return parameters;
+}
+
+class FastRatioTest : public ::testing::TestWithParam<std::pair<float, float>> {};
+
+// A 0 dB band level is 20 dB over the threshold.
+TEST_P(FastRatioTest, GainAboveThreshold) {
+  const auto [ratio, expectedFastDb] = GetParam();
   SlowGainState state;
   const float sums[2] = {1.0f, 0.0f};
-  const BandGains gains = computeBandGain(0, sums, 1, parameters, 64.0f / 48.0f, state);
-  EXPECT_FLOAT_EQ(gains.gainDb[0], 3.0f);
+  const BandGains gains = computeBandGain(2, sums, 1, fastOnly(ratio), kHopMs, state);
+  EXPECT_NEAR(gains.gainDb[0], expectedFastDb + 1.5f, 1e-4f);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ratios, FastRatioTest,
+                         ::testing::Values(std::pair{1.0f, 0.0f},    // compressor off
+                                           std::pair{0.0f, -20.0f},  // held at the threshold
+                                           std::pair{0.2f, -16.0f})); // 5:1: 20 dB over becomes 4
+
+TEST(BandGainComputerTest, LevelBelowThresholdGetsNoFastGain) {
+  VorafierParameters parameters = fastOnly(0.2f);
+  parameters.bands[2].fastThresholdDb0 = 0.0f;
+  SlowGainState state;
+  const float sums[2] = {0.5f, 0.0f};
+  EXPECT_NEAR(computeBandGain(2, sums, 1, parameters, kHopMs, state).gainDb[0], 1.5f, 1e-6f);
+}
+
+// Feeds one loud hop then silence through a slow path without smoothing and
+// returns the hop at which the resulting slow gain is applied (-1 if never).
+int hopsUntilSlowGainApplies(float delayMs, float hopMs, SlowGainState& state) {
+  VorafierParameters parameters;
+  auto& band = parameters.bands[0];
+  band.fastRatio0 = 1.0f;
+  band.slowThresholdDb = -100.0f;
+  band.slowFactor = 1.0f;
+  band.slowDelayMs = delayMs;
+  band.slowTimeConstantMs = 0.0f; // length 0: the smoother passes its input
+  for (int hop = 0; hop < 400; ++hop) {
+    const float sums[2] = {hop == 0 ? 1.0f : 0.0f, 0.0f};
+    const float gainDb = computeBandGain(0, sums, 1, parameters, hopMs, state).gainDb[0];
+    if (hop > 0 && gainDb != 0.0f) {
+      EXPECT_EQ(gainDb, -100.0f);
+      return hop;
+    }
+  }
+  return -1;
+}
+
+TEST(BandGainComputerTest, SlowGainIsAppliedLengthHopsLater) {
+  struct Case {
+    float delayMs;
+    float hopMs;
+    uint32_t length;
+  };
+  for (const Case& c : {Case{10.0f, kHopMs, 8u}, Case{0.0f, kHopMs, 1u}, Case{500.0f, 1.28f, 192u}}) {
+    SlowGainState state;
+    EXPECT_EQ(hopsUntilSlowGainApplies(c.delayMs, c.hopMs, state), static_cast<int>(c.length)) << c.delayMs;
+    EXPECT_EQ(state.length, c.length) << c.delayMs;
+  }
+}
+
+// The slow gain is shared and follows the mean post-compression level; the
+// fast stage and the band gain stay per channel.
+TEST(BandGainComputerTest, TwoChannelsShareTheSlowGain) {
+  VorafierParameters parameters;
+  auto& band = parameters.bands[5];
+  band.fastThresholdDb0 = -10.0f;
+  band.fastRatio0 = 0.5f; // 0 dB in, -5 dB out
+  band.fastRatio1 = 1.0f; // -20 dB in and out
+  band.slowThresholdDb = -100.0f;
+  band.slowFactor = 1.0f;
+  band.slowDelayMs = 0.0f;
+  band.slowTimeConstantMs = 0.0f;
+  band.gainDb0 = 1.0f;
+  band.gainDb1 = 2.0f;
+  SlowGainState state;
+  const float sums[2] = {1.0f, 0.1f};
+
+  const BandGains first = computeBandGain(5, sums, 2, parameters, kHopMs, state);
+  EXPECT_NEAR(first.gainDb[0], -5.0f + 1.0f, 1e-4f);
+  EXPECT_NEAR(first.gainDb[1], 2.0f, 1e-4f);
+
+  // Mean level (-5 + -20) / 2 = -12.5 dB, 87.5 dB above the slow threshold.
+  const BandGains second = computeBandGain(5, sums, 2, parameters, kHopMs, state);
+  EXPECT_NEAR(second.gainDb[0], -87.5f + 1.0f, 1e-3f);
+  EXPECT_NEAR(second.gainDb[1], -87.5f + 2.0f, 1e-3f);
 }
 
 } // namespace

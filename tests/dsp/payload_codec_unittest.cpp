@@ -89,7 +89,6 @@ TEST(PayloadCodecTest, BytesCancellingTheKeyDecodeToZeros) {
 TEST(PayloadCodecTest, EncodeInvertsDecodeForFiniteRandomPayloads) {
   std::mt19937 random(1234u);
   std::uniform_int_distribution<int> byte(0, 255);
-  int checked = 0;
   for (int trial = 0; trial < 2000; ++trial) {
     Bytes image{};
     for (auto& b : image) {
@@ -108,9 +107,7 @@ TEST(PayloadCodecTest, EncodeInvertsDecodeForFiniteRandomPayloads) {
     Bytes encoded{};
     encodePresetPayload(parameters, encoded.data());
     ASSERT_EQ(encoded, payload) << "trial " << trial;
-    ++checked;
   }
-  EXPECT_EQ(checked, 2000);
 }
 
 TEST(PayloadCodecTest, OutOfRangeValuesWrapInsteadOfSaturating) {
@@ -118,6 +115,8 @@ TEST(PayloadCodecTest, OutOfRangeValuesWrapInsteadOfSaturating) {
   parameters.bands[0].fastThresholdDb0 = 300.0f; // 38400 wraps to 38400 - 65536
   parameters.bands[0].slowDelayMs = 300.0f;      // low byte of 300
   parameters.bands[0].slowFactor = -0.5f;        // negative: 0
+  parameters.bands[0].fastThresholdDb1 = -2.5f / 128.0f; // half rounds away from zero
+  parameters.bands[0].slowTimeConstantMs = 2.5f;
   Bytes payload{};
   encodePresetPayload(parameters, payload.data());
   VorafierParameters decoded;
@@ -125,6 +124,8 @@ TEST(PayloadCodecTest, OutOfRangeValuesWrapInsteadOfSaturating) {
   EXPECT_EQ(decoded.bands[0].fastThresholdDb0, (38400.0f - 65536.0f) / 128.0f);
   EXPECT_EQ(decoded.bands[0].slowDelayMs, 44.0f);
   EXPECT_EQ(decoded.bands[0].slowFactor, 0.0f);
+  EXPECT_EQ(decoded.bands[0].fastThresholdDb1, -3.0f / 128.0f);
+  EXPECT_EQ(decoded.bands[0].slowTimeConstantMs, 3.0f);
 }
 
 } // namespace
