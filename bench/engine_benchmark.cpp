@@ -216,7 +216,9 @@ public:
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.iterations == 0) {
+      // Single runs, or the median when repetitions are asked for.
+      const bool usable = run.run_type == Run::RT_Iteration ? run.iterations > 0 : run.aggregate_name == "median";
+      if (!usable) {
         continue;
       }
       const std::string name = run.benchmark_name();
