@@ -4,6 +4,7 @@
 #include <larkspin/generic_audio_processor.h>
 
 #include "api/debug_info.h"
+#include "api/denormal_guard.h"
 #include "dsp/payload_codec.h"
 #include "dsp/preset_conversion.h"
 #include "graph/graph.h"
@@ -108,7 +109,11 @@ bool GenericAudioProcessor::update(float sampleRate, int maximumFrames, int chan
 bool GenericAudioProcessor::process(float** channels, int frames) {
   PrivateImplementation& self = *implementation;
   const auto start = std::chrono::steady_clock::now();
-  const bool ok = self.graph.isSetUp() && self.graph.isPrepared() && self.graph.process(frames, channels, self.timeStamp);
+  bool ok = false;
+  {
+    const DenormalGuard denormalsOff;
+    ok = self.graph.isSetUp() && self.graph.isPrepared() && self.graph.process(frames, channels, self.timeStamp);
+  }
   self.timeStamp.sampleTime += static_cast<int64_t>(frames); // always, even when nothing was processed
   const auto end = std::chrono::steady_clock::now();
   self.debugInfo = makeDebugInfo(ok, self.bypassed, end - start, frames, self.graph.getSampleRate(),
