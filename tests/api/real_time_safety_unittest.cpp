@@ -1,0 +1,98 @@
+// vora_ap_process after set-up: no heap allocation and no lock for every
+// rate, channel count and block size a host may use, and the caller's
+// floating-point state survives the denormal flushing inside.
+#include <larkspin/vora_ap.h>
+
+#include "support/allocation_counter.h"
+#include "test_payloads.h"
+
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <cfenv>
+#include <cmath>
+#include <tuple>
+#include <vector>
+
+#if defined(__x86_64__)
+#include <xmmintrin.h>
+#endif
+
+namespace {
+
+thread_local size_t tLocks = 0;
+
+} // namespace
+
+// Counts mutex locks taken by this thread, then takes the real one. The
+// shared object's calls resolve to this definition first.
+extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) {
+  using Lock = int (*)(pthread_mutex_t*);
+  static const Lock real = reinterpret_cast<Lock>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
+  ++tLocks;
+  return real(mutex);
+}
+
+namespace {
+
+class RealTimeSafetyTest : public testing::TestWithParam<std::tuple<int, int, int>> {};
+
+TEST_P(RealTimeSafetyTest, ProcessAllocatesNothingAndTakesNoLock) {
+  const auto [rate, channels, block] = GetParam();
+  vora_ap_control* control = vora_ap_create_control(float(rate), block, channels == 2 ? 1 : 0);
+  ASSERT_NE(control, nullptr);
+  auto payload = larkspin_test::flatPayload(6.0f);
+  ASSERT_TRUE(vora_ap_apply_preset_payload(payload.data()));
+  ASSERT_TRUE(vora_ap_set_vorafication_intensity(1.0f));
+
+  std::vector<float> left(static_cast<size_t>(block)), right(static_cast<size_t>(block));
+  float* buffers[2] = {left.data(), right.data()};
+  const size_t allocationsBefore = larkspin_test::allocationCount();
+  const size_t locksBefore = tLocks;
+  for (int b = 0; b < 40; ++b) {
+    for (int i = 0; i < block; ++i) {
+      left[size_t(i)] = right[size_t(i)] = 0.3f * std::sin(0.05f * float(b * block + i));
+    }
+    ASSERT_TRUE(vora_ap_process(control, buffers, block));
+  }
+  EXPECT_EQ(larkspin_test::allocationCount() - allocationsBefore, 0u);
+  EXPECT_EQ(tLocks - locksBefore, 0u);
+  vora_ap_destroy_control(control);
+}
+
+INSTANTIATE_TEST_SUITE_P(RatesChannelsBlocks, RealTimeSafetyTest,
+                         testing::Combine(testing::Values(44100, 48000, 96000, 192000), testing::Values(1, 2),
+                                          testing::Values(64, 256, 1024)));
+
+TEST(DenormalTest, TinyInputLeavesNoDenormalsAndTheCallersStateIsRestored) {
+  vora_ap_control* control = vora_ap_create_control(48000.0f, 256, 0);
+  auto payload = larkspin_test::flatPayload(0.0f);
+  vora_ap_apply_preset_payload(payload.data());
+  vora_ap_set_vorafication_intensity(0.5f);
+#if defined(__x86_64__)
+  const unsigned before = _mm_getcsr();
+#endif
+  const int roundingBefore = std::fegetround();
+  std::vector<float> mono(256);
+  float* buffers[1] = {mono.data()};
+  size_t denormals = 0;
+  for (int b = 0; b < 100; ++b) {
+    for (size_t i = 0; i < mono.size(); ++i) {
+      mono[i] = (i % 2 ? -1.0f : 1.0f) * 1e-39f; // denormal input
+    }
+    ASSERT_TRUE(vora_ap_process(control, buffers, 256));
+    for (float x : mono) {
+      denormals += std::fpclassify(x) == FP_SUBNORMAL;
+    }
+  }
+  EXPECT_EQ(denormals, 0u);
+#if defined(__x86_64__)
+  EXPECT_EQ(_mm_getcsr(), before);
+#endif
+  EXPECT_EQ(std::fegetround(), roundingBefore);
+  vora_ap_destroy_control(control);
+}
+
+} // namespace
