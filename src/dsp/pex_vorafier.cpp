@@ -17,7 +17,25 @@ constexpr float kMixSmoothingMs = 50.0f;
 constexpr float kWetThreshold = 0.001f;      // at or below: wet path skipped
 constexpr float kDryThreshold = 0.999f;      // at or above: dry path skipped
 
-float dbToGain(float db) { return std::pow(10.0f, db / 20.0f) - kTiny; }
+// 10^(dB/20) as exp(dB × ln(10)/20): equal within float rounding, and
+// cheaper than a general power.
+float dbToGain(float db) { return std::exp(db * 0.115129255f) - kTiny; }
+
+// Σ magnitude[k] × weight[k] over [first, end), with four partial sums so
+// that the loop vectorises; the order of summation only moves rounding.
+float weightedSum(const float* magnitude, const float* weight, uint32_t first, uint32_t end) {
+  float partial[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+  uint32_t k = first;
+  for (; k + 4 <= end; k += 4) {
+    for (uint32_t j = 0; j < 4; ++j) {
+      partial[j] += magnitude[k + j] * weight[k + j];
+    }
+  }
+  for (; k < end; ++k) {
+    partial[0] += magnitude[k] * weight[k];
+  }
+  return (partial[0] + partial[1]) + (partial[2] + partial[3]);
+}
 
 } // namespace
 
@@ -41,6 +59,7 @@ int PexVorafier::setup(float sampleRate) {
   releaseLength_ = std::trunc(sampleRate * 0.0058f);
 
   for (int ch = 0; ch < kMaxChannels; ++ch) {
+    std::fill(channels_[ch].floorScale, channels_[ch].floorScale + kMaxBinCount, 1.0f);
     channels_[ch].inputFifo.initialise(fftSize, hopSize_);
     channels_[ch].overlapFifo.initialise(fftSize, hopSize_);
     channels_[ch].envelopeFifo.initialise(fftSize, hopSize_);
@@ -114,16 +133,15 @@ void PexVorafier::analyse(StftChannel& channel, const float* input) {
   }
   for (uint32_t k = floorFirstBin_; k < floorEndBin_; ++k) {
     const float m = channel.magnitude[k];
-    if (m < kFloorMagnitude) {
-      channel.magnitude[k] = m * (m / kFloorMagnitude);
-    }
+    const float scale = m < kFloorMagnitude ? m / kFloorMagnitude : 1.0f;
+    channel.magnitude[k] = m * scale;
+    channel.floorScale[k] = scale;
   }
 }
 
-void PexVorafier::synthesise(StftChannel& channel, const float* accumulator, float* output, bool limit) {
+void PexVorafier::synthesise(StftChannel& channel, const float* bandWeight, float* output, bool limit) {
   float* work = channel.work;
-  const uint32_t bins = fftSize_ / 2;
-  rebuildWithPhase(work, accumulator, bins);
+  scaleBins(work, bandWeight, channel.floorScale, fftSize_ / 2);
   work[0] = channel.dcReal;
   work[1] = channel.nyquistReal;
   fft_.inverse(work, work);
@@ -163,35 +181,31 @@ void PexVorafier::processHop(float* const* io, float mixTarget, bool smoothMix, 
   if (mix > kWetThreshold) {
     for (int ch = 0; ch < channelCount; ++ch) {
       analyse(channels_[ch], io[ch]);
-      std::fill(accumulator_[ch], accumulator_[ch] + fftSize_ / 2, 0.0f);
+      std::fill(bandWeight_[ch], bandWeight_[ch] + fftSize_ / 2, 0.0f);
     }
     for (int band = 0; band < kBandCount; ++band) {
       const BandRange& range = bandBank_.ranges[band];
       const float* weights = bandBank_.weights[band];
       float sums[kMaxChannels] = {0.0f, 0.0f};
       for (int ch = 0; ch < channelCount; ++ch) {
-        const float* magnitude = channels_[ch].magnitude;
-        float sum = 0.0f;
-        for (uint32_t k = range.firstBin; k < range.endBin; ++k) {
-          sum += magnitude[k] * weights[k];
-        }
-        sums[ch] = sum;
+        sums[ch] = weightedSum(channels_[ch].magnitude, weights, range.firstBin, range.endBin);
       }
       BandGains gains;
       if (band < kControlledBandCount) {
         gains = computeBandGain(band, sums, channelCount, parameters_, hopMilliseconds_, slowGain_[band]);
       }
+      // The new magnitude is Σ_b magnitude × weight_b × gain_b; the
+      // magnitude is factored out and applied with the phase at synthesis.
       for (int ch = 0; ch < channelCount; ++ch) {
         const float gain = dbToGain(gains.gainDb[ch]);
-        const float* magnitude = channels_[ch].magnitude;
-        float* accumulator = accumulator_[ch];
+        float* bandWeight = bandWeight_[ch];
         for (uint32_t k = range.firstBin; k < range.endBin; ++k) {
-          accumulator[k] += magnitude[k] * weights[k] * gain;
+          bandWeight[k] += weights[k] * gain;
         }
       }
     }
     for (int ch = 0; ch < channelCount; ++ch) {
-      synthesise(channels_[ch], accumulator_[ch], io[ch], limit);
+      synthesise(channels_[ch], bandWeight_[ch], io[ch], limit);
     }
   }
 

@@ -72,7 +72,8 @@ private:
   struct StftChannel {
     float dcReal = 0.0f;
     float nyquistReal = 0.0f;
-    float magnitude[kMaxBinCount] = {};
+    float magnitude[kMaxBinCount] = {};  // after the low-magnitude floor
+    float floorScale[kMaxBinCount] = {}; // floored / original magnitude
     float work[kMaxFftSize + 2] = {};
     HopFifo inputFifo;
     HopFifo overlapFifo;
@@ -81,7 +82,7 @@ private:
   };
 
   void analyse(StftChannel& channel, const float* input);
-  void synthesise(StftChannel& channel, const float* accumulator, float* output, bool limit);
+  void synthesise(StftChannel& channel, const float* bandWeight, float* output, bool limit);
 
   bool presetApplied_ = false;
   bool configured_ = false;
@@ -98,7 +99,7 @@ private:
   SlowGainState slowGain_[kControlledBandCount];
   float analysisWindow_[kMaxFftSize] = {};
   float synthesisWindow_[kMaxFftSize] = {};
-  float accumulator_[kMaxChannels][kMaxBinCount] = {};
+  float bandWeight_[kMaxChannels][kMaxBinCount] = {}; // Σ over bands of weight × gain, per bin
   uint32_t floorFirstBin_ = 0;
   uint32_t floorEndBin_ = 0;
   VorafierParameters parameters_;

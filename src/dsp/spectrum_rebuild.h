@@ -1,30 +1,24 @@
-// Gives each bin of a packed spectrum a new magnitude while keeping its
+// Gives each bin of a packed spectrum its new magnitude while keeping its
 // phase.
 #pragma once
 
-#include <cmath>
 #include <cstdint>
 
 namespace vora {
 
-// For bins 1 .. binCount-1 of `packed` (Re, Im pairs; elements 0 and 1 are
-// left alone): bin k becomes magnitude[k] × (cos φ, sin φ). Scaling the
-// complex value by new/old magnitude gives the same within float rounding
-// without per-bin transcendental functions; a bin of zero magnitude has
-// phase 0, as atan2(0, 0) gives.
-inline void rebuildWithPhase(float* packed, const float* magnitude, uint32_t binCount) {
+// The band bank's new magnitude of bin k is the (floored) analysis
+// magnitude times W[k] = Σ_b weight_b[k] × gain_b. Rebuilding it as
+// new × (cos φ, sin φ) is the same, within float rounding, as scaling the
+// bin's complex value by new / original magnitude = W[k] × floorScale[k],
+// where floorScale is floored / original magnitude (1 outside the floor).
+// That needs no square root, division or transcendental function per bin;
+// a bin of zero magnitude stays zero, as the polar form with atan2(0, 0)
+// gives. Elements 0 and 1 (the real parts of bins 0 and N/2) are left alone.
+inline void scaleBins(float* packed, const float* bandWeight, const float* floorScale, uint32_t binCount) {
   for (uint32_t k = 1; k < binCount; ++k) {
-    const float re = packed[2 * k];
-    const float im = packed[2 * k + 1];
-    const float oldMagnitude = std::sqrt(re * re + im * im);
-    if (oldMagnitude > 0.0f) {
-      const float scale = magnitude[k] / oldMagnitude;
-      packed[2 * k] = re * scale;
-      packed[2 * k + 1] = im * scale;
-    } else {
-      packed[2 * k] = magnitude[k];
-      packed[2 * k + 1] = 0.0f;
-    }
+    const float scale = bandWeight[k] * floorScale[k];
+    packed[2 * k] *= scale;
+    packed[2 * k + 1] *= scale;
   }
 }
 

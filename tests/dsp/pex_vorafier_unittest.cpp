@@ -129,27 +129,36 @@ TEST(EngineTest, BandThirteenIsNotControlled) {
 }
 
 TEST(EngineTest, PhaseKeepingRebuildEqualsThePolarForm) {
-  // Random bins (some exactly zero) against new magnitude × (cos, sin) of
+  // Random bins (some exactly zero, some floored) against the literal form:
+  // new magnitude = floored magnitude × band weight, times (cos, sin) of
   // atan2's phase.
   std::mt19937 random(3);
   std::uniform_real_distribution<float> value(-2.0f, 2.0f);
   constexpr uint32_t kBins = 256;
-  std::vector<float> packed(2 * kBins), magnitude(kBins);
+  std::vector<float> packed(2 * kBins), bandWeight(kBins), floorScale(kBins, 1.0f);
   for (uint32_t k = 0; k < kBins; ++k) {
     const bool zero = k % 17 == 0;
-    packed[2 * k] = zero ? 0.0f : value(random);
-    packed[2 * k + 1] = zero ? 0.0f : value(random);
-    magnitude[k] = std::fabs(value(random));
+    const float size = k % 5 == 0 ? 1e-6f : 1.0f; // below the 1e-5 floor
+    packed[2 * k] = zero ? 0.0f : size * value(random);
+    packed[2 * k + 1] = zero ? 0.0f : size * value(random);
+    bandWeight[k] = std::fabs(value(random));
+    const float magnitude = std::hypot(packed[2 * k], packed[2 * k + 1]);
+    if (magnitude < 1e-5f) {
+      floorScale[k] = magnitude / 1e-5f;
+    }
   }
   std::vector<float> rebuilt = packed;
-  rebuildWithPhase(rebuilt.data(), magnitude.data(), kBins);
+  scaleBins(rebuilt.data(), bandWeight.data(), floorScale.data(), kBins);
   EXPECT_EQ(rebuilt[0], packed[0]);
   EXPECT_EQ(rebuilt[1], packed[1]);
   for (uint32_t k = 1; k < kBins; ++k) {
+    const float magnitude = std::hypot(packed[2 * k], packed[2 * k + 1]);
+    const float floored = magnitude < 1e-5f ? magnitude * (magnitude / 1e-5f) : magnitude;
+    const float newMagnitude = floored * bandWeight[k];
     const float phase = std::atan2(packed[2 * k + 1], packed[2 * k]);
-    const float tolerance = 4.0f * std::numeric_limits<float>::epsilon() * magnitude[k];
-    EXPECT_NEAR(rebuilt[2 * k], magnitude[k] * std::cos(phase), tolerance) << k;
-    EXPECT_NEAR(rebuilt[2 * k + 1], magnitude[k] * std::sin(phase), tolerance) << k;
+    const float tolerance = 8.0f * std::numeric_limits<float>::epsilon() * newMagnitude;
+    EXPECT_NEAR(rebuilt[2 * k], newMagnitude * std::cos(phase), tolerance) << k;
+    EXPECT_NEAR(rebuilt[2 * k + 1], newMagnitude * std::sin(phase), tolerance) << k;
   }
 }
 
