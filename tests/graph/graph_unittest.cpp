@@ -252,18 +252,18 @@ TEST(GraphForwardingTest, BindingsCarryMappedValues) {
   EXPECT_EQ(graph.getNodeParameter(source, mix, 0, 0)->bindingCount(), 0u);
 
   int calls = 0;
-  ASSERT_TRUE(graph.bindNodeParameters(source, mix, target, gain,
+  ASSERT_TRUE(graph.bindNodeParameters(source, gain, target, gain,
                                        [&calls](float v) {
                                          ++calls;
-                                         return v * 40.0f;
+                                         return v * 2.0f;
                                        },
                                        0, 0, 0, 0));
-  EXPECT_TRUE(graph.setNodeParameterValue(source, mix, 0.25f, 0, 0));
-  EXPECT_EQ(graph.getNodeParameterValue(target, gain, 0, 0), 10.0f);
-  const std::string out = captureStdout([&] { graph.setNodeParameterValue(source, mix, 0.5f, 0, 0); });
-  EXPECT_EQ(graph.getNodeParameterValue(target, gain, 0, 0), 10.0f); // 20 is out of range
-  EXPECT_EQ(out, "***** parameter value 20 out of range: -10 - 10\n***** for parameter with identifier 1\n");
-  graph.setNodeParameterValue(source, mix, 0.5f, 0, 0); // the same value still runs the binding
+  EXPECT_TRUE(graph.setNodeParameterValue(source, gain, 0.25f, 0, 0));
+  EXPECT_EQ(graph.getNodeParameterValue(target, gain, 0, 0), 0.5f);
+  const std::string out = captureStdout([&] { graph.setNodeParameterValue(source, gain, 6.0f, 0, 0); });
+  EXPECT_EQ(graph.getNodeParameterValue(target, gain, 0, 0), 0.5f); // 12 is out of range
+  EXPECT_EQ(out, "***** parameter value 12 out of range: -10 - 10\n***** for parameter with identifier 1\n");
+  graph.setNodeParameterValue(source, gain, 6.0f, 0, 0); // the same value still runs the binding
   EXPECT_EQ(calls, 3);
 
   EXPECT_EQ(graph.getNodeParameterMaximum(target, gain, 0, 0), 10.0f);
