@@ -4,8 +4,33 @@
 #include "dsp/preset_conversion.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace vora {
+
+namespace {
+
+// The node hands its values to the engine through the payload's 8- and
+// 16-bit fields, which wrap rather than saturate. Its parameters reach
+// further than those fields (gain to +80 dB, thresholds to -999 dB, times to
+// 500 ms), so saturate first: a wrapped gain decodes as a NaN and fills the
+// output with NaNs; a wrapped threshold turns "always compress" into "never".
+void saturateToPayloadFields(VorafierParameters& parameters) {
+  static const float largestGainDb = 20.0f * std::log10(32767.0f / 128.0f); // largest signed 16-bit factor
+  constexpr float kLowestThresholdDb = -32768.0f / 128.0f;
+  constexpr float kLongestMs = 255.0f; // unsigned 8-bit integer fields
+  for (VorafierBandRecord& band : parameters.bands) {
+    band.gainDb0 = std::min(band.gainDb0, largestGainDb);
+    band.gainDb1 = std::min(band.gainDb1, largestGainDb);
+    band.fastThresholdDb0 = std::max(band.fastThresholdDb0, kLowestThresholdDb);
+    band.fastThresholdDb1 = std::max(band.fastThresholdDb1, kLowestThresholdDb);
+    band.slowThresholdDb = std::max(band.slowThresholdDb, kLowestThresholdDb);
+    band.slowDelayMs = std::min(band.slowDelayMs, kLongestMs);
+    band.slowTimeConstantMs = std::min(band.slowTimeConstantMs, kLongestMs);
+  }
+}
+
+} // namespace
 
 node_pexon::node_pexon() {
   using P = ParameterIdentifier;
@@ -67,7 +92,9 @@ void node_pexon::processBlock(int numInputs, int numOutputs, int blockSize, floa
 
 bool node_pexon::presetApplied() {
   unsigned char payload[kPresetPayloadSize];
-  encodePresetPayload(parametersFromPreset(getPreset()), payload);
+  VorafierParameters parameters = parametersFromPreset(getPreset());
+  saturateToPayloadFields(parameters);
+  encodePresetPayload(parameters, payload);
   engine_.applyParameterPayload(payload);
   return true;
 }
