@@ -1,0 +1,59 @@
+// Reads typed values off the front of a fuzz input; once the bytes run out
+// every read yields zero, so a target never reads past its input.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+namespace larkspin_fuzz {
+
+class FuzzInput {
+public:
+  FuzzInput(const uint8_t* data, size_t size) : data_(data), size_(size) {}
+
+  bool empty() const { return position_ >= size_; }
+  size_t remaining() const { return size_ - position_; }
+
+  uint8_t byte() {
+    return position_ < size_ ? data_[position_++] : 0;
+  }
+
+  // Copies up to `count` bytes into `out` and zero-fills the rest.
+  void bytes(void* out, size_t count) {
+    const size_t available = std::min(count, remaining());
+    if (available > 0) {
+      std::memcpy(out, data_ + position_, available);
+    }
+    std::memset(static_cast<uint8_t*>(out) + available, 0, count - available);
+    position_ += available;
+  }
+
+  template <typename T>
+  T value() {
+    T result;
+    bytes(&result, sizeof result);
+    return result;
+  }
+
+  // An integer in [low, high].
+  int inRange(int low, int high) {
+    const auto span = static_cast<uint32_t>(high - low) + 1u;
+    return low + static_cast<int>(value<uint32_t>() % span);
+  }
+
+  std::string text(size_t maximumLength) {
+    std::string result(std::min<size_t>(byte(), maximumLength), '\0');
+    bytes(result.data(), result.size());
+    return result;
+  }
+
+private:
+  const uint8_t* data_;
+  size_t size_;
+  size_t position_ = 0;
+};
+
+} // namespace larkspin_fuzz
