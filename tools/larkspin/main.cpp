@@ -6,7 +6,7 @@
 #include "larkspin/levels.h"
 #include "larkspin/preset_file.h"
 #include "larkspin/processing.h"
-#include "larkspin/spectrum.h"
+#include "larkspin/average_levels.h"
 #include "larkspin/svg_chart.h"
 #include "larkspin/tool_error.h"
 

@@ -1,4 +1,4 @@
-#include "larkspin/spectrum.h"
+#include "larkspin/average_levels.h"
 
 #include <kiss_fftr.h>
 
