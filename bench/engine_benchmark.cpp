@@ -3,10 +3,11 @@
 // with the same FFT backend. After the run a summary prints, per rate and
 // channel count, the engine / bare STFT ratio and the real-time factor
 // (seconds of audio processed per CPU second).
-#include "dsp/hop_fifo.h"
 #include "dsp/payload_codec.h"
 #include "dsp/pex_vorafier.h"
 #include "dsp/real_fft.h"
+
+#include "bare_stft.h"
 
 #include <benchmark/benchmark.h>
 
@@ -22,7 +23,9 @@
 
 namespace {
 
-using vora::HopFifo;
+using larkspin_bench::BareStft;
+using larkspin_bench::fftSizeFor;
+
 using vora::PexVorafier;
 using vora::RealFft;
 
@@ -127,60 +130,6 @@ void BM_Engine(benchmark::State& state) {
   record(state, gEngineFigures, rateHz, channels, uint32_t(hop));
 }
 
-// The bare round trip, laid out as the engine lays out its own STFT.
-class BareStft {
-public:
-  explicit BareStft(uint32_t fftSize) : fftSize_(fftSize), hop_(fftSize / 4) {
-    fft_.setup(fftSize);
-    for (uint32_t i = 0; i < fftSize; ++i) {
-      const double w = 0.5 - 0.5 * std::cos(2.0 * std::numbers::pi * double(i) / double(fftSize));
-      window_[i] = static_cast<float>(w);
-      synthesis_[i] = static_cast<float>(w * 2.0 / 3.0);
-    }
-    for (auto& channel : channels_) {
-      channel.input.initialise(fftSize, hop_);
-      channel.overlap.initialise(fftSize, hop_);
-    }
-  }
-
-  void process(float* const* buffers, int channelCount) {
-    for (int c = 0; c < channelCount; ++c) {
-      Channel& channel = channels_[c];
-      channel.input.push(buffers[c]);
-      const float* frame = channel.input.data();
-      for (uint32_t i = 0; i < fftSize_; ++i) {
-        work_[i] = frame[i] * window_[i];
-      }
-      fft_.forward(work_, work_);
-      fft_.inverse(work_, work_);
-      channel.overlap.push(nullptr);
-      float* overlap = channel.overlap.data();
-      for (uint32_t i = 0; i < fftSize_; ++i) {
-        overlap[i] += work_[i] * synthesis_[i];
-      }
-      std::copy_n(overlap, hop_, buffers[c]);
-    }
-  }
-
-  uint32_t hop() const { return hop_; }
-
-private:
-  struct Channel {
-    HopFifo input;
-    HopFifo overlap;
-  };
-  uint32_t fftSize_;
-  uint32_t hop_;
-  RealFft fft_;
-  float window_[RealFft::kMaxSize] = {};
-  float synthesis_[RealFft::kMaxSize] = {};
-  float work_[RealFft::kMaxSize] = {};
-  Channel channels_[2];
-};
-
-uint32_t fftSizeFor(int rateHz) {
-  return rateHz <= 50000 ? 256u : rateHz <= 100000 ? 512u : 1024u;
-}
 
 void BM_BareStft(benchmark::State& state) {
   const int rateHz = static_cast<int>(state.range(0));

@@ -6,9 +6,10 @@
 // percentile, maximum) for noise and for a signal decaying into denormals.
 #include <larkspin/vora_ap.h>
 
-#include "dsp/hop_fifo.h"
 #include "dsp/payload_codec.h"
 #include "dsp/real_fft.h"
+
+#include "bare_stft.h"
 
 #include <benchmark/benchmark.h>
 
@@ -26,10 +27,11 @@
 
 namespace {
 
+using larkspin_bench::BareStft;
+using larkspin_bench::fftSizeFor;
+
 constexpr int kRatesHz[] = {44100, 48000, 96000, 192000};
 constexpr int kBlocks[] = {64, 256, 1024};
-
-uint32_t fftSizeFor(int rateHz) { return rateHz <= 50000 ? 256u : rateHz <= 100000 ? 512u : 1024u; }
 
 std::vector<float> noiseWithTone(int rateHz, size_t frames, unsigned seed) {
   std::mt19937 random(seed);
@@ -94,55 +96,6 @@ private:
   float* pointers_[2] = {nullptr, nullptr};
 };
 
-// Window, forward FFT, inverse FFT, synthesis window, overlap-add: the
-// transform work no implementation of this processor can avoid.
-class BareStft {
-public:
-  explicit BareStft(uint32_t fftSize) : fftSize_(fftSize), hop_(fftSize / 4) {
-    fft_.setup(fftSize);
-    for (uint32_t i = 0; i < fftSize; ++i) {
-      const double w = 0.5 - 0.5 * std::cos(2.0 * std::numbers::pi * double(i) / double(fftSize));
-      window_[i] = float(w);
-      synthesis_[i] = float(w * 2.0 / 3.0);
-    }
-    for (auto& channel : channels_) {
-      channel.input.initialise(fftSize, hop_);
-      channel.overlap.initialise(fftSize, hop_);
-    }
-  }
-  void processHop(float* const* buffers, int channelCount) {
-    for (int c = 0; c < channelCount; ++c) {
-      Channel& channel = channels_[c];
-      channel.input.push(buffers[c]);
-      const float* frame = channel.input.data();
-      for (uint32_t i = 0; i < fftSize_; ++i) {
-        work_[i] = frame[i] * window_[i];
-      }
-      fft_.forward(work_, work_);
-      fft_.inverse(work_, work_);
-      float* overlap = channel.overlap.data();
-      for (uint32_t i = 0; i < fftSize_; ++i) {
-        overlap[i] += work_[i] * synthesis_[i];
-      }
-      std::copy_n(overlap, hop_, buffers[c]);
-      channel.overlap.push(nullptr);
-    }
-  }
-  uint32_t hop() const { return hop_; }
-
-private:
-  struct Channel {
-    vora::HopFifo input;
-    vora::HopFifo overlap;
-  };
-  uint32_t fftSize_;
-  uint32_t hop_;
-  vora::RealFft fft_;
-  float window_[vora::RealFft::kMaxSize] = {};
-  float synthesis_[vora::RealFft::kMaxSize] = {};
-  float work_[vora::RealFft::kMaxSize] = {};
-  Channel channels_[2];
-};
 
 // ns of CPU per frame of the finished runs, keyed (rate, channels, block);
 // the bare STFT is keyed with block 0.
@@ -155,7 +108,7 @@ void BM_BareStft(benchmark::State& state) {
   BlockSource source(rateHz, int(stft->hop()), channels);
   for (auto _ : state) {
     float** buffers = source.next();
-    stft->processHop(buffers, channels);
+    stft->process(buffers, channels);
     benchmark::DoNotOptimize(buffers[0][0]);
   }
   state.SetItemsProcessed(int64_t(state.iterations()) * stft->hop());
