@@ -8,8 +8,11 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 
 set(LARKSPIN_ARMHF_TRIPLE arm-linux-gnueabihf)
-set(CMAKE_C_COMPILER ${LARKSPIN_ARMHF_TRIPLE}-gcc)
-set(CMAKE_CXX_COMPILER ${LARKSPIN_ARMHF_TRIPLE}-g++)
+# GCC unless a toolchain file that includes this one chose another compiler.
+if(NOT CMAKE_C_COMPILER)
+  set(CMAKE_C_COMPILER ${LARKSPIN_ARMHF_TRIPLE}-gcc)
+  set(CMAKE_CXX_COMPILER ${LARKSPIN_ARMHF_TRIPLE}-g++)
+endif()
 # Multiarch: armhf libraries live in /usr/lib/arm-linux-gnueabihf of the host
 # root; CMake's find_* commands look there once they know the architecture.
 set(CMAKE_LIBRARY_ARCHITECTURE ${LARKSPIN_ARMHF_TRIPLE})
