@@ -16,6 +16,7 @@ constexpr float kFloorMagnitude = 1e-5f;     // quieter bins are pushed further 
 constexpr float kMixSmoothingMs = 50.0f;
 constexpr float kWetThreshold = 0.001f;      // at or below: wet path skipped
 constexpr float kDryThreshold = 0.999f;      // at or above: dry path skipped
+constexpr float kLargestInput = 1.0e10f;     // +200 dBFS: far beyond audio, far below float overflow
 
 // 10^(dB/20) as exp(dB × ln(10)/20): equal within float rounding, and
 // cheaper than a general power.
@@ -161,12 +162,15 @@ void PexVorafier::processHop(float* const* io, float mixTarget, bool smoothMix, 
   const int channelCount = io[1] != nullptr ? 2 : 1;
   const uint32_t hop = hopSize_;
 
-  // A non-finite sample would poison the smoothers and the limiter for good.
+  // A non-finite sample would poison the smoothers and the limiter for good,
+  // and so would a finite one so large that the spectrum overflows.
   for (int ch = 0; ch < channelCount; ++ch) {
     float* samples = io[ch];
     for (uint32_t i = 0; i < hop; ++i) {
       if (!std::isfinite(samples[i])) {
         samples[i] = 0.0f;
+      } else {
+        samples[i] = std::clamp(samples[i], -kLargestInput, kLargestInput);
       }
     }
   }
