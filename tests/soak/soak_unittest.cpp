@@ -1,0 +1,292 @@
+// A soak: hours of audio (minutes in CI) through several controls with
+// random block sizes, payload changes, intensity and bypass toggles, and
+// controls created, updated and destroyed along the way.
+//
+//   LARKSPIN_SOAK_SECONDS=3600 soak_tests    the full hour at 48 kHz
+#include <larkspin/vora_ap.h>
+
+#include "api/test_payloads.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <numbers>
+#include <random>
+#include <vector>
+
+namespace {
+
+constexpr double kSessionRate = 48000.0; // the session clock; controls may run at other rates
+constexpr double kDefaultSeconds = 120.0; // a few seconds in the dev build; CI asks for more
+constexpr size_t kMaximumAlive = 5;
+constexpr int kLongestBlock = 1024;
+
+double soakSeconds() {
+  const char* text = std::getenv("LARKSPIN_SOAK_SECONDS");
+  return text != nullptr && std::atof(text) > 0.0 ? std::atof(text) : kDefaultSeconds;
+}
+
+size_t residentBytes() {
+  std::ifstream statm("/proc/self/statm");
+  size_t pages = 0, resident = 0;
+  statm >> pages >> resident;
+  return resident * static_cast<size_t>(sysconf(_SC_PAGESIZE));
+}
+
+// Test material: a slowly wandering tone with noise, and now and then a loud
+// burst well above full scale, so that the limiter works.
+class Signal {
+public:
+  explicit Signal(uint32_t seed) : random_(seed) {}
+
+  void fill(float* out, size_t frames, double rate) {
+    std::uniform_real_distribution<float> noise(-1.0f, 1.0f);
+    for (size_t i = 0; i < frames; ++i) {
+      if (burstLeft_ == 0 && random_() % 48000 == 0) {
+        burstLeft_ = 2000 + random_() % 8000;
+      }
+      const double amplitude = burstLeft_ > 0 ? 3.0 : 0.2;
+      burstLeft_ -= burstLeft_ > 0 ? 1 : 0;
+      hz_ = std::clamp(hz_ * (1.0 + 1e-5 * noise(random_)), 40.0, 12000.0);
+      phase_ += 2.0 * std::numbers::pi * hz_ / rate;
+      phase_ = std::fmod(phase_, 2.0 * std::numbers::pi);
+      out[i] = static_cast<float>(amplitude * (0.7 * std::sin(phase_) + 0.3 * noise(random_)));
+    }
+  }
+
+private:
+  std::mt19937 random_;
+  double hz_ = 440.0;
+  double phase_ = 0.0;
+  size_t burstLeft_ = 0;
+};
+
+struct Format {
+  float rate;
+  int maximumFrames;
+  int stereo;
+};
+
+struct Control {
+  vora_ap_control* handle = nullptr;
+  Format format{};
+  Signal left, right;
+  long settleFrames = 0; // frames still to go before the output must sit under the ceiling
+};
+
+class Soak {
+public:
+  explicit Soak(uint32_t seed) : random_(seed) {}
+
+  ~Soak() {
+    for (const Control& control : controls_) {
+      vora_ap_destroy_control(control.handle);
+    }
+  }
+
+  Format randomFormat() {
+    static constexpr float kRates[] = {44100.0f, 48000.0f, 48000.0f, 96000.0f};
+    return {kRates[random_() % 4], kLongestBlock + static_cast<int>(random_() % 1024), static_cast<int>(random_() % 2)};
+  }
+
+  void create() {
+    const Format format = randomFormat();
+    vora_ap_control* handle = vora_ap_create_control(format.rate, format.maximumFrames, format.stereo);
+    ASSERT_NE(handle, nullptr);
+    controls_.push_back({handle, format, Signal(random_()), Signal(random_()), 0});
+    unsettle(controls_.back());
+    ++creations_;
+  }
+
+  void destroyRandom() {
+    const size_t index = random_() % controls_.size();
+    ASSERT_TRUE(vora_ap_destroy_control(controls_[index].handle));
+    controls_.erase(controls_.begin() + static_cast<std::ptrdiff_t>(index));
+  }
+
+  void changePayload() {
+    const float gainDb = static_cast<float>(static_cast<int>(random_() % 25) - 12);
+    const int band = static_cast<int>(random_() % 13);
+    const float boostDb = static_cast<float>(random_() % 30);
+    auto payload = larkspin_test::flatPayload(gainDb, band, boostDb);
+    ASSERT_TRUE(vora_ap_apply_preset_payload(payload.data()));
+  }
+
+  void changeIntensity() {
+    intensity_ = random_() % 3 == 0 ? std::uniform_real_distribution<float>(0.0f, 1.0f)(random_) : 1.0f;
+    ASSERT_TRUE(vora_ap_set_vorafication_intensity(intensity_));
+    unsettleAll();
+  }
+
+  void toggleBypass() {
+    bypassed_ = !bypassed_;
+    ASSERT_TRUE(vora_ap_set_bypassed(bypassed_));
+    unsettleAll();
+  }
+
+  // Every live control processes one block of `frames` frames.
+  void processBlock(size_t frames) {
+    for (Control& control : controls_) {
+      runBlock(control, frames, left_, right_);
+      if (testing::Test::HasFatalFailure()) {
+        return;
+      }
+    }
+    sessionFrames_ += frames;
+  }
+
+  // After update, a control runs from a new graph, hence a new dynamics node
+  // and engine: fresh slow gains, limiter and FIFOs. A control created now
+  // with the same format starts from that same state and inherits the
+  // oldest control's payload, intensity and bypass flag, which the global
+  // setters have made everyone's. The two must agree sample for sample.
+  // (Comparing against the control before update would not do: the engine
+  // keeps its slow-gain state across set-ups of the same node.)
+  void updateAndCompareWithFresh() {
+    Control& control = controls_[random_() % controls_.size()];
+    const Format format = randomFormat();
+    ASSERT_TRUE(vora_ap_update(control.handle, format.rate, format.maximumFrames, format.stereo));
+    control.format = format;
+    unsettle(control);
+    Control fresh{vora_ap_create_control(format.rate, format.maximumFrames, format.stereo), format, Signal(0), Signal(0), 0};
+    ASSERT_NE(fresh.handle, nullptr);
+    ASSERT_EQ(vora_ap_get_processing_latency(fresh.handle), vora_ap_get_processing_latency(control.handle));
+    std::vector<float> left, right, freshLeft, freshRight;
+    for (size_t done = 0; done < static_cast<size_t>(format.rate / 2.0f);) {
+      const size_t frames = 1 + random_() % static_cast<size_t>(format.maximumFrames);
+      runBlock(control, frames, left, right);
+      freshLeft = left_;
+      freshRight = right_;
+      float* channels[2] = {freshLeft.data(), freshRight.data()};
+      ASSERT_TRUE(vora_ap_process(fresh.handle, channels, static_cast<int>(frames)));
+      ASSERT_EQ(freshLeft, left) << "left, after " << done << " frames";
+      ASSERT_EQ(freshRight, right) << "right, after " << done << " frames";
+      done += frames;
+    }
+    ASSERT_TRUE(vora_ap_destroy_control(fresh.handle));
+    ++comparisons_;
+  }
+
+  size_t alive() const { return controls_.size(); }
+  size_t sessionFrames() const { return sessionFrames_; }
+  int creations() const { return creations_; }
+  int comparisons() const { return comparisons_; }
+  long ceilingChecks() const { return ceilingChecks_; }
+
+private:
+  // The mix follows its target through a 50 ms smoother; the limiter and the
+  // latency add well under a block. Half a second settles any change.
+  void unsettle(Control& control) { control.settleFrames = static_cast<long>(control.format.rate / 2.0f) + kLongestBlock; }
+  void unsettleAll() {
+    for (Control& control : controls_) {
+      unsettle(control);
+    }
+  }
+
+  // Feeds the control one block of its signal; the input stays in left_ and
+  // right_, the output comes back in `left` and `right`.
+  void runBlock(Control& control, size_t frames, std::vector<float>& left, std::vector<float>& right) {
+    left_.resize(frames);
+    right_.resize(frames);
+    control.left.fill(left_.data(), frames, control.format.rate);
+    control.right.fill(right_.data(), frames, control.format.rate);
+    left = left_;
+    right = right_;
+    float* channels[2] = {left.data(), right.data()};
+    ASSERT_TRUE(vora_ap_process(control.handle, channels, static_cast<int>(frames)));
+    const bool underCeiling = intensity_ == 1.0f && !bypassed_ && control.settleFrames <= 0;
+    const int channelCount = control.format.stereo != 0 ? 2 : 1;
+    for (int ch = 0; ch < channelCount; ++ch) {
+      const std::vector<float>& out = ch == 0 ? left : right;
+      for (size_t i = 0; i < frames; ++i) {
+        ASSERT_TRUE(std::isfinite(out[i])) << "sample " << i << " of channel " << ch;
+        if (underCeiling) {
+          ASSERT_LE(std::fabs(out[i]), 1.0f) << "sample " << i << " of channel " << ch;
+        }
+      }
+    }
+    ceilingChecks_ += underCeiling ? 1 : 0;
+    control.settleFrames -= static_cast<long>(frames);
+  }
+
+  std::mt19937 random_;
+  std::vector<Control> controls_;
+  std::vector<float> left_, right_;
+  float intensity_ = 1.0f;
+  bool bypassed_ = false;
+  size_t sessionFrames_ = 0;
+  int creations_ = 0;
+  int comparisons_ = 0;
+  long ceilingChecks_ = 0;
+};
+
+TEST(SoakTest, LongStreamStaysFiniteLimitedAndFlatInMemory) {
+  const double seconds = soakSeconds();
+  const auto totalFrames = static_cast<size_t>(seconds * kSessionRate);
+  Soak soak(20261123);
+
+  // Start with the most controls there will ever be, so that the heap
+  // reaches its working size before the memory baseline is taken.
+  for (size_t i = 0; i < kMaximumAlive; ++i) {
+    ASSERT_NO_FATAL_FAILURE(soak.create());
+  }
+  ASSERT_NO_FATAL_FAILURE(soak.changePayload());
+  ASSERT_TRUE(vora_ap_set_vorafication_intensity(1.0f));
+
+  // Events per second of session audio, as chances per block.
+  std::mt19937 random(7);
+  std::uniform_real_distribution<double> chance(0.0, 1.0);
+  size_t baselineBytes = 0;
+  size_t baselineFrames = 0;
+  while (soak.sessionFrames() < totalFrames) {
+    const size_t frames = 1 + random() % kLongestBlock;
+    const double blockSeconds = static_cast<double>(frames) / kSessionRate;
+    const auto happens = [&](double perSecond) { return chance(random) < perSecond * blockSeconds; };
+
+    if (happens(0.5) || soak.alive() == 0) {
+      if (soak.alive() < kMaximumAlive && (soak.alive() <= 1 || random() % 2 == 0)) {
+        ASSERT_NO_FATAL_FAILURE(soak.create());
+      } else {
+        ASSERT_NO_FATAL_FAILURE(soak.destroyRandom());
+      }
+    }
+    if (happens(0.5)) {
+      ASSERT_NO_FATAL_FAILURE(soak.changePayload());
+    }
+    if (happens(0.3)) {
+      ASSERT_NO_FATAL_FAILURE(soak.changeIntensity());
+    }
+    if (happens(0.2)) {
+      ASSERT_NO_FATAL_FAILURE(soak.toggleBypass());
+    }
+    if (happens(0.05) && soak.alive() > 0) {
+      ASSERT_NO_FATAL_FAILURE(soak.updateAndCompareWithFresh());
+    }
+    ASSERT_NO_FATAL_FAILURE(soak.processBlock(frames));
+
+    // The baseline is taken once controls have come and gone for a while.
+    if (baselineBytes == 0 && soak.sessionFrames() >= totalFrames / 10) {
+      baselineBytes = residentBytes();
+      baselineFrames = soak.sessionFrames();
+    }
+  }
+  const size_t endBytes = residentBytes();
+  std::printf("soak: %.0f s of audio, %d controls created, %d update comparisons, %ld blocks checked "
+              "under the ceiling; resident %.2f MiB after %.0f s, %.2f MiB at the end\n",
+              static_cast<double>(soak.sessionFrames()) / kSessionRate, soak.creations(), soak.comparisons(),
+              soak.ceilingChecks(), static_cast<double>(baselineBytes) / 1048576.0,
+              static_cast<double>(baselineFrames) / kSessionRate, static_cast<double>(endBytes) / 1048576.0);
+  EXPECT_GT(soak.comparisons(), 0);
+  EXPECT_GT(soak.ceilingChecks(), 0);
+  ASSERT_GT(baselineBytes, 0u);
+  // A leak of one control per creation would be tens of MiB here.
+  EXPECT_LE(endBytes, baselineBytes + 2 * 1048576) << "resident memory grew";
+}
+
+} // namespace
