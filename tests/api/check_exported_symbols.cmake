@@ -1,7 +1,10 @@
 # Fails unless the shared object exports exactly the public interface: the
 # vora_ap_* functions and the members of vora::GenericAudioProcessor.
-#   cmake -DLIBRARY=<path to liblarkspin.so> -P check_exported_symbols.cmake
-execute_process(COMMAND nm -D --defined-only -C ${LIBRARY} OUTPUT_VARIABLE symbols RESULT_VARIABLE status)
+#   cmake -DLIBRARY=<path to liblarkspin.so> [-DNM=<nm of the target toolchain>] -P check_exported_symbols.cmake
+if(NOT NM)
+  set(NM nm)
+endif()
+execute_process(COMMAND ${NM} -D --defined-only -C ${LIBRARY} OUTPUT_VARIABLE symbols RESULT_VARIABLE status)
 if(NOT status EQUAL 0)
   message(FATAL_ERROR "nm failed on ${LIBRARY}")
 endif()
