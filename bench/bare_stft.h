@@ -14,7 +14,9 @@
 
 namespace larkspin_bench {
 
-inline uint32_t fftSizeFor(int rateHz) { return rateHz <= 50000 ? 256u : rateHz <= 100000 ? 512u : 1024u; }
+inline uint32_t fftSizeFor(int rateHz) {
+  return rateHz <= 50000 ? 256u : rateHz <= 100000 ? 512u : 1024u;
+}
 
 class BareStft {
 public:

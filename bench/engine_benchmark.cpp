@@ -130,7 +130,6 @@ void BM_Engine(benchmark::State& state) {
   record(state, gEngineFigures, rateHz, channels, uint32_t(hop));
 }
 
-
 void BM_BareStft(benchmark::State& state) {
   const int rateHz = static_cast<int>(state.range(0));
   const int channels = static_cast<int>(state.range(1));

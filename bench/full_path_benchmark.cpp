@@ -96,7 +96,6 @@ private:
   float* pointers_[2] = {nullptr, nullptr};
 };
 
-
 // ns of CPU per frame of the finished runs, keyed (rate, channels, block);
 // the bare STFT is keyed with block 0.
 std::map<std::tuple<int, int, int>, double> gNsPerFrame;
@@ -218,14 +217,13 @@ void printCostOverTime(const char* label, const std::vector<float>& signal) {
     firstMinute += microseconds[b];
     lastMinute += microseconds[blocks - minute + b];
   }
-  std::printf("%-34s median %7.2f us  p99.9 %7.2f us  max %8.2f us  mean first/last minute %6.2f / %6.2f us\n",
-              label, sorted[sorted.size() / 2], sorted[sorted.size() * 999 / 1000], sorted.back(),
+  std::printf("%-34s median %7.2f us  p99.9 %7.2f us  max %8.2f us  mean first/last minute %6.2f / %6.2f us\n", label,
+              sorted[sorted.size() / 2], sorted[sorted.size() * 999 / 1000], sorted.back(),
               firstMinute / double(minute), lastMinute / double(minute));
 }
 
 void printCostOverTimeSection() {
-  std::printf("\nCost per block over 10 minutes (48 kHz stereo, blocks of 256 = %.2f ms of audio):\n",
-              256.0 / 48.0);
+  std::printf("\nCost per block over 10 minutes (48 kHz stereo, blocks of 256 = %.2f ms of audio):\n", 256.0 / 48.0);
   const size_t frames = 48000 * 60;
   printCostOverTime("noise and tone, looped 1 min", noiseWithTone(48000, frames, 5u));
   // A tone decaying by 6 dB per second: it reaches the denormal range

@@ -18,10 +18,10 @@ namespace {
 
 constexpr int kMaximumControls = 4;
 constexpr int kMaximumCalls = 48;
-constexpr int kMaximumFrames = 2048;          // largest block a control is set up for
-constexpr long kFrameBudget = 24 * 1024;      // frames processed per input, all controls
+constexpr int kMaximumFrames = 2048;     // largest block a control is set up for
+constexpr long kFrameBudget = 24 * 1024; // frames processed per input, all controls
 
-constexpr int64_t kLargestHop = 256;          // a quarter of the largest FFT
+constexpr int64_t kLargestHop = 256; // a quarter of the largest FFT
 constexpr int64_t kNever = -(int64_t{1} << 40);
 
 struct Control {
@@ -34,8 +34,8 @@ struct Control {
 };
 
 float anyRate(larkspin_fuzz::FuzzInput& input) {
-  static constexpr float kRates[] = {32000.0f, 44100.0f, 48000.0f, 88200.0f, 96000.0f, 192000.0f,
-                                     31999.0f,  192001.0f, 0.0f,     -48000.0f};
+  static constexpr float kRates[] = {32000.0f,  44100.0f, 48000.0f,  88200.0f, 96000.0f,
+                                     192000.0f, 31999.0f, 192001.0f, 0.0f,     -48000.0f};
   const uint8_t choice = input.byte();
   if (choice < 200) {
     return kRates[choice % (sizeof kRates / sizeof kRates[0])];
@@ -53,14 +53,22 @@ int anyMaximumFrames(larkspin_fuzz::FuzzInput& input) {
 
 float anyFloat(larkspin_fuzz::FuzzInput& input) {
   switch (input.byte() % 10) {
-  case 0: return std::numeric_limits<float>::quiet_NaN();
-  case 1: return std::numeric_limits<float>::infinity();
-  case 2: return -std::numeric_limits<float>::infinity();
-  case 3: return std::numeric_limits<float>::max();
-  case 4: return std::numeric_limits<float>::denorm_min();
-  case 5: return 1.0e6f;
-  case 6: return static_cast<float>(input.byte()) / 255.0f;
-  default: return input.value<float>();
+  case 0:
+    return std::numeric_limits<float>::quiet_NaN();
+  case 1:
+    return std::numeric_limits<float>::infinity();
+  case 2:
+    return -std::numeric_limits<float>::infinity();
+  case 3:
+    return std::numeric_limits<float>::max();
+  case 4:
+    return std::numeric_limits<float>::denorm_min();
+  case 5:
+    return 1.0e6f;
+  case 6:
+    return static_cast<float>(input.byte()) / 255.0f;
+  default:
+    return input.value<float>();
   }
 }
 
@@ -109,13 +117,25 @@ private:
 
   void step(larkspin_fuzz::FuzzInput& input) {
     switch (input.byte() % 9) {
-    case 0: create(input); break;
-    case 1: destroy(input); break;
-    case 2: update(input); break;
+    case 0:
+      create(input);
+      break;
+    case 1:
+      destroy(input);
+      break;
+    case 2:
+      update(input);
+      break;
     case 3:
-    case 4: process(input); break;
-    case 5: vora_ap_set_vorafication_intensity(anyFloat(input)); break;
-    case 6: vora_ap_set_bypassed(input.byte() % 2 != 0); break;
+    case 4:
+      process(input);
+      break;
+    case 5:
+      vora_ap_set_vorafication_intensity(anyFloat(input));
+      break;
+    case 6:
+      vora_ap_set_bypassed(input.byte() % 2 != 0);
+      break;
     case 7: {
       unsigned char payload[VORA_AP_PRESET_PAYLOAD_SIZE];
       input.bytes(payload, sizeof payload);

@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <cstdlib>
 
-#define LARKSPIN_FUZZ_CHECK(condition)                                                            \
-  do {                                                                                            \
-    if (!(condition)) {                                                                           \
-      std::fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #condition);          \
-      std::abort();                                                                               \
-    }                                                                                             \
+#define LARKSPIN_FUZZ_CHECK(condition)                                                                                 \
+  do {                                                                                                                 \
+    if (!(condition)) {                                                                                                \
+      std::fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #condition);                               \
+      std::abort();                                                                                                    \
+    }                                                                                                                  \
   } while (false)

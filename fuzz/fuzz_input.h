@@ -17,9 +17,7 @@ public:
   bool empty() const { return position_ >= size_; }
   size_t remaining() const { return size_ - position_; }
 
-  uint8_t byte() {
-    return position_ < size_ ? data_[position_++] : 0;
-  }
+  uint8_t byte() { return position_ < size_ ? data_[position_++] : 0; }
 
   // Copies up to `count` bytes into `out` and zero-fills the rest.
   void bytes(void* out, size_t count) {
@@ -31,8 +29,7 @@ public:
     position_ += available;
   }
 
-  template <typename T>
-  T value() {
+  template <typename T> T value() {
     T result;
     bytes(&result, sizeof result);
     return result;

@@ -21,12 +21,18 @@ constexpr int kMaximumEntries = 64;
 // A value that is often one of the awkward ones.
 float anyValue(larkspin_fuzz::FuzzInput& input) {
   switch (input.byte() % 8) {
-  case 0: return std::nanf("");
-  case 1: return HUGE_VALF;
-  case 2: return -HUGE_VALF;
-  case 3: return 1.0e38f;
-  case 4: return static_cast<float>(input.inRange(-200, 300));
-  default: return input.value<float>();
+  case 0:
+    return std::nanf("");
+  case 1:
+    return HUGE_VALF;
+  case 2:
+    return -HUGE_VALF;
+  case 3:
+    return 1.0e38f;
+  case 4:
+    return static_cast<float>(input.inRange(-200, 300));
+  default:
+    return input.value<float>();
   }
 }
 

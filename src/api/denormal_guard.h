@@ -44,7 +44,7 @@ public:
   DenormalGuard& operator=(const DenormalGuard&) = delete;
 
 private:
-  [[maybe_unused]] static constexpr uint32_t kFlushToZero = 0x8000;     // MXCSR.FTZ
+  [[maybe_unused]] static constexpr uint32_t kFlushToZero = 0x8000;      // MXCSR.FTZ
   [[maybe_unused]] static constexpr uint32_t kDenormalsAreZero = 0x0040; // MXCSR.DAZ
   [[maybe_unused]] static constexpr uint32_t kArmFlushToZero = 1u << 24; // FPSCR/FPCR.FZ
   uint32_t saved_ = 0;

@@ -89,8 +89,7 @@ bool GenericAudioProcessor::setup(float sampleRate, int maximumFrames, int chann
     self.timeStamp = AudioTimeStamp{0, true};
     // A preset in force survives every set-up.
     if (self.presetApplied && self.graph.isSetUp()) {
-      self.presetApplied =
-          self.graph.applyNodePreset(self.processor(), presetFromPayload(self.currentPresetPayload));
+      self.presetApplied = self.graph.applyNodePreset(self.processor(), presetFromPayload(self.currentPresetPayload));
     }
     // Again: the preset may have changed these parameters.
     self.pushIntensity(self.intensity);
@@ -116,8 +115,8 @@ bool GenericAudioProcessor::process(float** channels, int frames) {
   }
   self.timeStamp.sampleTime += static_cast<int64_t>(frames); // always, even when nothing was processed
   const auto end = std::chrono::steady_clock::now();
-  self.debugInfo = makeDebugInfo(ok, self.bypassed, end - start, frames, self.graph.getSampleRate(),
-                                 self.graph.getMaximumFrames());
+  self.debugInfo =
+      makeDebugInfo(ok, self.bypassed, end - start, frames, self.graph.getSampleRate(), self.graph.getMaximumFrames());
   return ok;
 }
 
@@ -143,25 +142,37 @@ bool GenericAudioProcessor::applyPresetPayload(unsigned char* payload) {
   }
 }
 
-unsigned char* GenericAudioProcessor::getCurrentPresetPayload() { return implementation->currentPresetPayload; }
+unsigned char* GenericAudioProcessor::getCurrentPresetPayload() {
+  return implementation->currentPresetPayload;
+}
 
-bool GenericAudioProcessor::setBypassed(bool bypassed) { return implementation->pushBypass(bypassed); }
+bool GenericAudioProcessor::setBypassed(bool bypassed) {
+  return implementation->pushBypass(bypassed);
+}
 
-bool GenericAudioProcessor::getBypassed() const { return implementation->bypassed; }
+bool GenericAudioProcessor::getBypassed() const {
+  return implementation->bypassed;
+}
 
 bool GenericAudioProcessor::setVoraficationIntensity(float intensity) {
   return implementation->pushIntensity(intensity);
 }
 
-float GenericAudioProcessor::getVoraficationIntensity() const { return implementation->intensity; }
+float GenericAudioProcessor::getVoraficationIntensity() const {
+  return implementation->intensity;
+}
 
 float GenericAudioProcessor::getProcessingLatency() const {
   return static_cast<float>(implementation->graph.getNodeLatency(implementation->processor()));
 }
 
-GenericAudioProcessor::DebugInfo GenericAudioProcessor::getDebugInfo() const { return implementation->debugInfo; }
+GenericAudioProcessor::DebugInfo GenericAudioProcessor::getDebugInfo() const {
+  return implementation->debugInfo;
+}
 
-void GenericAudioProcessor::logDebugInfo() const { printDebugInfo(implementation->debugInfo, std::cout); }
+void GenericAudioProcessor::logDebugInfo() const {
+  printDebugInfo(implementation->debugInfo, std::cout);
+}
 
 int GenericAudioProcessor::getTechLevel() const {
   const AudioProcessorPropertyValue value =

@@ -76,7 +76,9 @@ bool vora_ap_destroy_control(vora_ap_control* control) {
   return true;
 }
 
-bool vora_ap_destroy(vora_ap_control* control) { return vora_ap_destroy_control(control); }
+bool vora_ap_destroy(vora_ap_control* control) {
+  return vora_ap_destroy_control(control);
+}
 
 bool vora_ap_update(vora_ap_control* control, float sampleRate, int maximumFrames, int stereo) {
   GenericAudioProcessor* instance = instanceOf(control);
@@ -108,7 +110,9 @@ void vora_ap_log_debug_info(vora_ap_control* control) {
   }
 }
 
-const char* vora_ap_get_wrapper_version(void) { return "3.4.0"; }
+const char* vora_ap_get_wrapper_version(void) {
+  return "3.4.0";
+}
 
 // The setters visit every control and answer with the newest control's
 // result (an earlier failure is hidden by a later success, deliberately);

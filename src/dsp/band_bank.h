@@ -14,10 +14,10 @@ inline constexpr uint32_t kMaxBinCount = 512;
 
 // Band edges in Hz for the bandpass bands: band i (1..12) spans
 // kBandEdgesHz[i-1] .. kBandEdgesHz[i]; each edge is the previous times sqrt(2).
-inline constexpr double kBandEdgesHz[13] = {
-    210.224103813429, 297.30177875068,  420.448207626857, 594.603557501361, 840.896415253714,
-    1189.20711500272, 1681.79283050743, 2378.41423000544, 3363.58566101486, 4756.82846001089,
-    6727.17132202972, 9513.65692002177, 13454.3426440594};
+inline constexpr double kBandEdgesHz[13] = {210.224103813429, 297.30177875068,  420.448207626857, 594.603557501361,
+                                            840.896415253714, 1189.20711500272, 1681.79283050743, 2378.41423000544,
+                                            3363.58566101486, 4756.82846001089, 6727.17132202972, 9513.65692002177,
+                                            13454.3426440594};
 
 // The bins where a band's weight is above the search threshold.
 struct BandRange {

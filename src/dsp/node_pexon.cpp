@@ -36,14 +36,14 @@ node_pexon::node_pexon() {
   using P = ParameterIdentifier;
   for (unsigned band = 0; band < kControlledBandCount; ++band) {
     for (unsigned channel = 0; channel < 2; ++channel) {
-      addParameter(P::vorafier_gain, 0.0f, -80.0f, 80.0f, channel, band);               // dB
-      addParameter(P::vorafier_fast_threshold, 0.0f, -999.0f, 0.0f, channel, band);     // dB
-      addParameter(P::vorafier_fast_ratio, 0.2f, 0.0f, 1.0f, channel, band);            // slope
+      addParameter(P::vorafier_gain, 0.0f, -80.0f, 80.0f, channel, band);           // dB
+      addParameter(P::vorafier_fast_threshold, 0.0f, -999.0f, 0.0f, channel, band); // dB
+      addParameter(P::vorafier_fast_ratio, 0.2f, 0.0f, 1.0f, channel, band);        // slope
     }
-    addParameter(P::vorafier_slow_threshold, -40.0f, -999.0f, 0.0f, 0, band);           // dB
+    addParameter(P::vorafier_slow_threshold, -40.0f, -999.0f, 0.0f, 0, band); // dB
     addParameter(P::vorafier_slow_factor, 0.85f, 0.0f, 1.0f, 0, band);
-    addParameter(P::vorafier_slow_delay, 10.0f, 0.0f, 500.0f, 0, band);                 // ms
-    addParameter(P::vorafier_slow_time_constant, 50.0f, 0.0f, 500.0f, 0, band);         // ms
+    addParameter(P::vorafier_slow_delay, 10.0f, 0.0f, 500.0f, 0, band);         // ms
+    addParameter(P::vorafier_slow_time_constant, 50.0f, 0.0f, 500.0f, 0, band); // ms
   }
   addParameter(P::vorafier_mix_ratio, 1.0f, 0.0f, 1.0f, 0, 0);
   addParameter(P::vorafier_bypass, 0.0f, 0.0f, 1.0f, 0, 0);
@@ -53,7 +53,9 @@ node_pexon::node_pexon() {
 
 node_pexon::~node_pexon() = default;
 
-int node_pexon::getLatency() { return static_cast<int>(engine_.latency()); }
+int node_pexon::getLatency() {
+  return static_cast<int>(engine_.latency());
+}
 
 bool node_pexon::onSetup(int numInputs, int numOutputs, int, double sampleRate) {
   const auto supported = [](int channels) { return channels == 1 || channels == 2; };

@@ -22,14 +22,14 @@ struct FieldDescriptor {
 };
 
 constexpr FieldDescriptor kDescriptors[8] = {
-    {1.0f, 0.0f, 0x000, 255.0f},     // 0: unsigned 8-bit fraction (level)
+    {1.0f, 0.0f, 0x000, 255.0f},      // 0: unsigned 8-bit fraction (level)
     {256.0f, -256.0f, 0x100, 128.0f}, // 1: signed 16-bit, 7 fractional bits
-    {1.0f, 0.0f, 0x000, 255.0f},     // 2: unsigned 8-bit fraction
+    {1.0f, 0.0f, 0x000, 255.0f},      // 2: unsigned 8-bit fraction
     {256.0f, -256.0f, 0x101, 128.0f}, // 3: signed 16-bit linear factor, in dB
     {256.0f, -256.0f, 0x100, 128.0f}, // 4: signed 16-bit, 7 fractional bits
-    {1.0f, 0.0f, 0x000, 255.0f},     // 5: unsigned 8-bit fraction
-    {255.0f, 0.0f, 0x000, 1.0f},     // 6: unsigned 8-bit integer
-    {255.0f, 0.0f, 0x000, 1.0f},     // 7: unsigned 8-bit integer
+    {1.0f, 0.0f, 0x000, 255.0f},      // 5: unsigned 8-bit fraction
+    {255.0f, 0.0f, 0x000, 1.0f},      // 6: unsigned 8-bit integer
+    {255.0f, 0.0f, 0x000, 1.0f},      // 7: unsigned 8-bit integer
 };
 
 // The ten band groups in payload order; channel -1 is the shared slot.

@@ -1,7 +1,7 @@
 #include "dsp/pex_vorafier.h"
 
-#include "dsp/payload_codec.h"
 #include "dsp/bin_rebuild.h"
+#include "dsp/payload_codec.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,17 +10,19 @@ namespace vora {
 
 namespace {
 
-constexpr float kTiny = 1.1754944e-38f;      // keeps dB conversions finite
-constexpr float kBandThresholdDb = -144.5f;  // band ranges end where weights fall below this
-constexpr float kFloorMagnitude = 1e-5f;     // quieter bins are pushed further down
+constexpr float kTiny = 1.1754944e-38f;     // keeps dB conversions finite
+constexpr float kBandThresholdDb = -144.5f; // band ranges end where weights fall below this
+constexpr float kFloorMagnitude = 1e-5f;    // quieter bins are pushed further down
 constexpr float kMixSmoothingMs = 50.0f;
-constexpr float kWetThreshold = 0.001f;      // at or below: wet path skipped
-constexpr float kDryThreshold = 0.999f;      // at or above: dry path skipped
-constexpr float kLargestInput = 1.0e10f;     // +200 dBFS: far beyond audio, far below float overflow
+constexpr float kWetThreshold = 0.001f;  // at or below: wet path skipped
+constexpr float kDryThreshold = 0.999f;  // at or above: dry path skipped
+constexpr float kLargestInput = 1.0e10f; // +200 dBFS: far beyond audio, far below float overflow
 
 // 10^(dB/20) as exp(dB × ln(10)/20): equal within float rounding, and
 // cheaper than a general power.
-float dbToGain(float db) { return std::exp(db * 0.115129255f) - kTiny; }
+float dbToGain(float db) {
+  return std::exp(db * 0.115129255f) - kTiny;
+}
 
 // Σ magnitude[k] × weight[k] over [first, end), with four partial sums so
 // that the loop vectorises; the order of summation only moves rounding.
@@ -94,7 +96,9 @@ void PexVorafier::applyParameterPayload(const unsigned char* payload) {
   presetApplied_ = true;
 }
 
-uint32_t PexVorafier::latency() const { return configured_ ? fftSize_ - hopSize_ : 0; }
+uint32_t PexVorafier::latency() const {
+  return configured_ ? fftSize_ - hopSize_ : 0;
+}
 
 void PexVorafier::processStereo(float** channels, bool bypass, float mix) {
   if (!configured_ || !presetApplied_) {

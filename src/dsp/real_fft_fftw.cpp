@@ -27,7 +27,9 @@ struct RealFft::Backend {
 RealFft::RealFft() = default;
 RealFft::~RealFft() = default;
 
-const char* RealFft::backendName() { return "fftw"; }
+const char* RealFft::backendName() {
+  return "fftw";
+}
 
 bool RealFft::setup(uint32_t size) {
   if (size < 4 || size > kMaxSize || (size & (size - 1)) != 0) {

@@ -20,7 +20,9 @@ struct RealFft::Backend {
 RealFft::RealFft() = default;
 RealFft::~RealFft() = default;
 
-const char* RealFft::backendName() { return "kissfft"; }
+const char* RealFft::backendName() {
+  return "kissfft";
+}
 
 bool RealFft::setup(uint32_t size) {
   if (size < 4 || size > kMaxSize || (size & (size - 1)) != 0) {

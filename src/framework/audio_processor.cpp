@@ -153,8 +153,8 @@ bool AudioProcessor::enqueueMessage(const void* message) {
   return messageRing_->write(message, header[0]);
 }
 
-bool AudioProcessor::addParameter(ParameterIdentifier id, float value, float minimum, float maximum,
-                                  unsigned channel, unsigned band) {
+bool AudioProcessor::addParameter(ParameterIdentifier id, float value, float minimum, float maximum, unsigned channel,
+                                  unsigned band) {
   AudioProcessorParameter parameter;
   parameter.setIdentifier(id);
   parameter.setMinimum(minimum);

@@ -41,9 +41,7 @@ public:
   virtual void release();
   virtual int getLatency() { return 0; }
   virtual bool acceptsMessage(uint32_t /*kind*/) { return false; }
-  virtual bool onSetup(int /*numInputs*/, int /*numOutputs*/, int /*maxFrames*/, double /*sampleRate*/) {
-    return true;
-  }
+  virtual bool onSetup(int /*numInputs*/, int /*numOutputs*/, int /*maxFrames*/, double /*sampleRate*/) { return true; }
   // Whole-block processing, used when re-blocking is off.
   virtual void process(int /*numInputs*/, int /*numOutputs*/, int /*frames*/, float** /*buffers*/,
                        AudioTimeStamp& /*timeStamp*/) {}
@@ -83,8 +81,7 @@ public:
   MessageRing& messageRing() { return *messageRing_; }
 
   // Parameters, addressed by (identifier, channel, band).
-  bool addParameter(ParameterIdentifier id, float value, float minimum, float maximum, unsigned channel,
-                    unsigned band);
+  bool addParameter(ParameterIdentifier id, float value, float minimum, float maximum, unsigned channel, unsigned band);
   AudioProcessorParameter* getParameter(ParameterIdentifier id, unsigned channel, unsigned band);
   const AudioProcessorParameter* getParameter(ParameterIdentifier id, unsigned channel, unsigned band) const;
 

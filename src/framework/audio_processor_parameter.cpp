@@ -23,6 +23,8 @@ bool AudioProcessorParameter::setValue(float value) {
   return true;
 }
 
-bool AudioProcessorParameter::isNonFloat() const { return typeName_ != typeid(float).name(); }
+bool AudioProcessorParameter::isNonFloat() const {
+  return typeName_ != typeid(float).name();
+}
 
 } // namespace vora

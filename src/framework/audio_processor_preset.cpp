@@ -51,8 +51,9 @@ void AudioProcessorPreset::forEachParameter(
     const std::function<void(ParameterIdentifier, float, unsigned, unsigned)>& f) const {
   for (const auto& [key, value] : parameters_) {
     const size_t bandSeparator = key.rfind('_');
-    const size_t channelSeparator =
-        bandSeparator == std::string::npos || bandSeparator == 0 ? std::string::npos : key.rfind('_', bandSeparator - 1);
+    const size_t channelSeparator = bandSeparator == std::string::npos || bandSeparator == 0
+                                        ? std::string::npos
+                                        : key.rfind('_', bandSeparator - 1);
     unsigned channel = 0, band = 0;
     std::optional<ParameterIdentifier> id;
     if (channelSeparator != std::string::npos && parseIndex(key.substr(bandSeparator + 1), band) &&

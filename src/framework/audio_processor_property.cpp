@@ -27,7 +27,9 @@ void AudioProcessorPropertyValue::setText(const std::string& text) {
 }
 
 namespace {
-AudioProcessorPropertyValue identity(const AudioProcessorPropertyValue& value) { return value; }
+AudioProcessorPropertyValue identity(const AudioProcessorPropertyValue& value) {
+  return value;
+}
 } // namespace
 
 AudioProcessorProperty::AudioProcessorProperty() : inputTransform_(identity), outputTransform_(identity) {}
@@ -51,6 +53,8 @@ bool AudioProcessorProperty::setText(const std::string& text) {
   return true;
 }
 
-AudioProcessorPropertyValue AudioProcessorProperty::getValue() const { return outputTransform_(value_); }
+AudioProcessorPropertyValue AudioProcessorProperty::getValue() const {
+  return outputTransform_(value_);
+}
 
 } // namespace vora

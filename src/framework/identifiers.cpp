@@ -39,14 +39,20 @@ const std::string& lookUp(const std::map<int32_t, std::string>& table, int32_t k
 
 } // namespace
 
-const std::map<int32_t, std::string>& parameterNames() { return buildParameterNames(); }
-const std::map<int32_t, std::string>& propertyNames() { return buildPropertyNames(); }
+const std::map<int32_t, std::string>& parameterNames() {
+  return buildParameterNames();
+}
+const std::map<int32_t, std::string>& propertyNames() {
+  return buildPropertyNames();
+}
 
 const std::string& getParameterName(ParameterIdentifier id) {
   return lookUp(parameterNames(), static_cast<int32_t>(id));
 }
 
-const std::string& getPropertyName(PropertyIdentifier id) { return lookUp(propertyNames(), static_cast<int32_t>(id)); }
+const std::string& getPropertyName(PropertyIdentifier id) {
+  return lookUp(propertyNames(), static_cast<int32_t>(id));
+}
 
 std::optional<ParameterIdentifier> findParameterIdentifier(const std::string& name) {
   for (const auto& [id, text] : parameterNames()) {

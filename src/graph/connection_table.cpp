@@ -82,15 +82,13 @@ std::vector<uint32_t> ConnectionTable::predecessors(uint32_t node) const {
 }
 
 bool ConnectionTable::hasIncoming(uint32_t node) const {
-  return std::any_of(list_.begin(), list_.end(), [node](const NodeConnection& c) {
-    return c.targetNode == node && c.sourceNode != kNoNode;
-  });
+  return std::any_of(list_.begin(), list_.end(),
+                     [node](const NodeConnection& c) { return c.targetNode == node && c.sourceNode != kNoNode; });
 }
 
 bool ConnectionTable::hasOutgoing(uint32_t node) const {
-  return std::any_of(list_.begin(), list_.end(), [node](const NodeConnection& c) {
-    return c.sourceNode == node && c.targetNode != kNoNode;
-  });
+  return std::any_of(list_.begin(), list_.end(),
+                     [node](const NodeConnection& c) { return c.sourceNode == node && c.targetNode != kNoNode; });
 }
 
 void ConnectionTable::clear() {
@@ -142,8 +140,7 @@ void ConnectionTable::computeRenderSequence(const std::vector<uint32_t>& candida
   list_ = saved; // the root's connections were only scaffolding
 }
 
-void ConnectionTable::forEachInRenderOrder(
-    const std::function<void(uint32_t, std::vector<NodeConnection>)>& f) const {
+void ConnectionTable::forEachInRenderOrder(const std::function<void(uint32_t, std::vector<NodeConnection>)>& f) const {
   for (uint32_t node : renderSequence_) {
     if (node != kNoNode && node != kRenderRoot) {
       f(node, incoming(node));

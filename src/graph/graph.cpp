@@ -10,7 +10,9 @@ namespace vora {
 
 Graph::Graph() : connections_(std::make_unique<ConnectionTable>()) {}
 
-Graph::~Graph() { reset(); }
+Graph::~Graph() {
+  reset();
+}
 
 bool Graph::setup(int inputChannels, int outputChannels, int maximumFrames, double sampleRate) {
   if (maximumFrames < 1 || !(sampleRate >= 1.0)) {

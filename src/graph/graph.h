@@ -76,8 +76,8 @@ public:
   // mapping(new value), looking the target up at that moment. Cycles of
   // bindings are not detected.
   bool bindNodeParameters(uint32_t sourceNode, ParameterIdentifier sourceParameter, uint32_t targetNode,
-                          ParameterIdentifier targetParameter, const std::function<float(float)>& mapping,
-                          int sourceA, int sourceB, int targetA, int targetB);
+                          ParameterIdentifier targetParameter, const std::function<float(float)>& mapping, int sourceA,
+                          int sourceB, int targetA, int targetB);
   bool applyNodePreset(uint32_t node, const AudioProcessorPreset& preset);
   AudioProcessorPreset getNodePreset(uint32_t node) const;
   AudioProcessorProperty* getNodeProperty(uint32_t node, PropertyIdentifier id) const;

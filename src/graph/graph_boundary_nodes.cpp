@@ -24,7 +24,9 @@ void node_GraphInput::process(int, int, int frames, float** buffers, AudioTimeSt
   }
 }
 
-void node_GraphInput::releaseResources() { channelBuffers_.clear(); }
+void node_GraphInput::releaseResources() {
+  channelBuffers_.clear();
+}
 
 void node_GraphInput::loadHostBuffers(int channels, int frames, float** host) {
   if (channelBuffers_.empty() || channels != channelCount_ || channels < 1) {
@@ -38,7 +40,9 @@ void node_GraphInput::loadHostBuffers(int channels, int frames, float** host) {
 
 node_GraphOutput::~node_GraphOutput() = default;
 
-bool node_GraphOutput::onSetup(int numInputs, int numOutputs, int, double) { return numInputs == numOutputs; }
+bool node_GraphOutput::onSetup(int numInputs, int numOutputs, int, double) {
+  return numInputs == numOutputs;
+}
 
 void node_GraphOutput::process(int, int, int, float**, AudioTimeStamp&) {}
 

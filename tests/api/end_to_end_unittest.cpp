@@ -33,7 +33,7 @@ struct StreamResult {
 // Processes (left, right) in blocks of `block` with the payload applied and
 // intensity 1.0.
 StreamResult process(const std::vector<float>& left, const std::vector<float>& right, int block,
-            larkspin_test::Payload payload) {
+                     larkspin_test::Payload payload) {
   vora_ap_control* control = vora_ap_create_control(static_cast<float>(kRate), block, 1);
   EXPECT_NE(control, nullptr);
   EXPECT_TRUE(vora_ap_apply_preset_payload(payload.data()));

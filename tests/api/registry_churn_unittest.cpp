@@ -23,8 +23,9 @@ class RegistryModel {
 public:
   void create(vora_ap_control* handle) {
     // A new control starts alike the oldest; the first one dry and active.
-    controls_.push_back(controls_.empty() ? ModelControl{handle, 0.0f, false}
-                                          : ModelControl{handle, controls_.front().intensity, controls_.front().bypassed});
+    controls_.push_back(controls_.empty()
+                            ? ModelControl{handle, 0.0f, false}
+                            : ModelControl{handle, controls_.front().intensity, controls_.front().bypassed});
   }
   void destroy(size_t index) { controls_.erase(controls_.begin() + static_cast<std::ptrdiff_t>(index)); }
   void setIntensity(float value) {

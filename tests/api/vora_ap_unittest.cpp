@@ -95,4 +95,6 @@ TEST_F(CInterfaceTest, GlobalSettersReachEveryControlAndGettersTheOldest) {
 
 extern "C" int larkspin_c_header_check(void);
 
-TEST(CHeaderTest, CompilesAsC99AndRuns) { EXPECT_EQ(larkspin_c_header_check(), 1); }
+TEST(CHeaderTest, CompilesAsC99AndRuns) {
+  EXPECT_EQ(larkspin_c_header_check(), 1);
+}

@@ -29,8 +29,8 @@ TEST_P(FastRatioTest, GainAboveThreshold) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Ratios, FastRatioTest,
-                         ::testing::Values(std::pair{1.0f, 0.0f},    // compressor off
-                                           std::pair{0.0f, -20.0f},  // held at the threshold
+                         ::testing::Values(std::pair{1.0f, 0.0f},     // compressor off
+                                           std::pair{0.0f, -20.0f},   // held at the threshold
                                            std::pair{0.2f, -16.0f})); // 5:1: 20 dB over becomes 4
 
 TEST(BandGainComputerTest, LevelBelowThresholdGetsNoFastGain) {

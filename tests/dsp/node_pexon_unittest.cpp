@@ -57,7 +57,8 @@ std::vector<std::vector<float>> renderNode(node_pexon& node, int inputs, int out
   std::vector<std::vector<float>> block(channels, std::vector<float>(static_cast<size_t>(frames)));
   std::vector<float*> pointers(channels);
   AudioTimeStamp timeStamp{0, true};
-  for (size_t start = 0; start + static_cast<size_t>(frames) <= source[0].size(); start += static_cast<size_t>(frames)) {
+  for (size_t start = 0; start + static_cast<size_t>(frames) <= source[0].size();
+       start += static_cast<size_t>(frames)) {
     for (size_t ch = 0; ch < channels; ++ch) {
       const auto& from = source[std::min(ch, source.size() - 1)];
       std::copy_n(from.begin() + static_cast<std::ptrdiff_t>(start), frames, block[ch].begin());

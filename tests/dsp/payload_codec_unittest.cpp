@@ -112,9 +112,9 @@ TEST(PayloadCodecTest, EncodeInvertsDecodeForFiniteRandomPayloads) {
 
 TEST(PayloadCodecTest, OutOfRangeValuesWrapInsteadOfSaturating) {
   VorafierParameters parameters;
-  parameters.bands[0].fastThresholdDb0 = 300.0f; // 38400 wraps to 38400 - 65536
-  parameters.bands[0].slowDelayMs = 300.0f;      // low byte of 300
-  parameters.bands[0].slowFactor = -0.5f;        // negative: 0
+  parameters.bands[0].fastThresholdDb0 = 300.0f;         // 38400 wraps to 38400 - 65536
+  parameters.bands[0].slowDelayMs = 300.0f;              // low byte of 300
+  parameters.bands[0].slowFactor = -0.5f;                // negative: 0
   parameters.bands[0].fastThresholdDb1 = -2.5f / 128.0f; // half rounds away from zero
   parameters.bands[0].slowTimeConstantMs = 2.5f;
   Bytes payload{};

@@ -1,7 +1,7 @@
 #include "dsp/pex_vorafier.h"
 
-#include "dsp/payload_codec.h"
 #include "dsp/bin_rebuild.h"
+#include "dsp/payload_codec.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,9 @@
 namespace vora {
 namespace {
 
-float valueFor(int position, int band) { return static_cast<float>(100 * position + band); }
+float valueFor(int position, int band) {
+  return static_cast<float>(100 * position + band);
+}
 
 TEST(VorafierParametersTest, ConstructionValues) {
   VorafierParameters parameters;
@@ -29,8 +31,8 @@ TEST(VorafierParametersTest, SetterWritesTheRecordPositionsAndGetterReadsThem) {
     int position;
   };
   const Case cases[] = {
-      {VorafierKind::FastThreshold, 0, 0}, {VorafierKind::FastRatio, 0, 1},  {VorafierKind::FastThreshold, 1, 2},
-      {VorafierKind::FastRatio, 1, 3},     {VorafierKind::SlowThreshold, 0, 4}, {VorafierKind::SlowDelay, 0, 5},
+      {VorafierKind::FastThreshold, 0, 0}, {VorafierKind::FastRatio, 0, 1},        {VorafierKind::FastThreshold, 1, 2},
+      {VorafierKind::FastRatio, 1, 3},     {VorafierKind::SlowThreshold, 0, 4},    {VorafierKind::SlowDelay, 0, 5},
       {VorafierKind::SlowFactor, 0, 6},    {VorafierKind::SlowTimeConstant, 0, 7}, {VorafierKind::Gain, 0, 8},
       {VorafierKind::Gain, 1, 9},
   };

@@ -20,7 +20,8 @@ public:
   explicit RecordingOwner(AudioProcessor& node) : node_(node) {}
   bool setNodeParameterValue(uint32_t, ParameterIdentifier id, float value, int channel, int band) override {
     order.push_back(AudioProcessorPreset::makeKey(id, static_cast<unsigned>(channel), static_cast<unsigned>(band)));
-    AudioProcessorParameter* parameter = node_.getParameter(id, static_cast<unsigned>(channel), static_cast<unsigned>(band));
+    AudioProcessorParameter* parameter =
+        node_.getParameter(id, static_cast<unsigned>(channel), static_cast<unsigned>(band));
     return parameter != nullptr && parameter->setValue(value);
   }
   bool setNodePropertyValue(uint32_t, PropertyIdentifier id, const AudioProcessorPropertyValue& value) override {
@@ -62,8 +63,9 @@ TEST(PresetTest, ParameterTableLookUps) {
   EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_gain, 0, 0xFFFFFFFFu), nullptr);
   EXPECT_TRUE(node.addParameter(ParameterIdentifier::parameter_unspecified, 0.5f, 0.0f, 1.0f, 5, 5));
   EXPECT_EQ(node.getParameter(ParameterIdentifier::parameter_unspecified, 5, 5), nullptr);
-  EXPECT_FALSE(captureStdout([&] { node.addParameter(ParameterIdentifier::vorafier_fast_ratio, 2.0f, 0.0f, 1.0f, 0, 0); })
-                   .empty());
+  EXPECT_FALSE(captureStdout([&] {
+                 node.addParameter(ParameterIdentifier::vorafier_fast_ratio, 2.0f, 0.0f, 1.0f, 0, 0);
+               }).empty());
   EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_fast_ratio, 0, 0), nullptr);
 }
 
@@ -123,8 +125,13 @@ TEST(PresetTest, UnparsableKeysAreSkippedWithOneLineEach) {
   // underscores or carry non-numeric indices.
   AudioProcessorPreset preset;
   preset.addParameter(ParameterIdentifier::vorafier_gain, 1.0f, 0, 1);
-  const std::vector<std::string> badKeys = {"", "gain", "vorafier_gain_0", "vorafier_gain_x_1",
-                                            "vorafier_gain_0_1b", "vorafier_gains_0_1", "vorafier_gain_-1_1"};
+  const std::vector<std::string> badKeys = {"",
+                                            "gain",
+                                            "vorafier_gain_0",
+                                            "vorafier_gain_x_1",
+                                            "vorafier_gain_0_1b",
+                                            "vorafier_gains_0_1",
+                                            "vorafier_gain_-1_1"};
   std::vector<std::string> visited;
   AudioProcessorPreset withBadKeys = preset;
   // Inject the bad keys through the map the preset exposes for reading.

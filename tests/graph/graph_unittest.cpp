@@ -21,7 +21,9 @@ uint32_t addGain(Graph& graph, int channels) {
   return static_cast<uint32_t>(graph.adoptNode(std::make_unique<GainNode>(), channels, channels));
 }
 
-std::vector<std::pair<int, int>> pairs(std::initializer_list<std::pair<int, int>> list) { return list; }
+std::vector<std::pair<int, int>> pairs(std::initializer_list<std::pair<int, int>> list) {
+  return list;
+}
 
 TEST(GraphTopologyTest, FactoryTypesAndSetup) {
   Graph graph;
@@ -247,17 +249,18 @@ TEST(GraphForwardingTest, BindingsCarryMappedValues) {
   const uint32_t source = addGain(graph, 1), target = addGain(graph, 1);
   const auto mix = ParameterIdentifier::vorafier_mix_ratio;
   const auto gain = ParameterIdentifier::vorafier_gain;
-  EXPECT_FALSE(graph.bindNodeParameters(source, mix, target, ParameterIdentifier::vorafier_bypass,
-                                        [](float v) { return v; }, 0, 0, 0, 0));
+  EXPECT_FALSE(graph.bindNodeParameters(
+      source, mix, target, ParameterIdentifier::vorafier_bypass, [](float v) { return v; }, 0, 0, 0, 0));
   EXPECT_EQ(graph.getNodeParameter(source, mix, 0, 0)->bindingCount(), 0u);
 
   int calls = 0;
-  ASSERT_TRUE(graph.bindNodeParameters(source, gain, target, gain,
-                                       [&calls](float v) {
-                                         ++calls;
-                                         return v * 2.0f;
-                                       },
-                                       0, 0, 0, 0));
+  ASSERT_TRUE(graph.bindNodeParameters(
+      source, gain, target, gain,
+      [&calls](float v) {
+        ++calls;
+        return v * 2.0f;
+      },
+      0, 0, 0, 0));
   EXPECT_TRUE(graph.setNodeParameterValue(source, gain, 0.25f, 0, 0));
   EXPECT_EQ(graph.getNodeParameterValue(target, gain, 0, 0), 0.5f);
   const std::string out = captureStdout([&] { graph.setNodeParameterValue(source, gain, 6.0f, 0, 0); });

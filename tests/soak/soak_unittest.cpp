@@ -23,7 +23,7 @@
 
 namespace {
 
-constexpr double kSessionRate = 48000.0; // the session clock; controls may run at other rates
+constexpr double kSessionRate = 48000.0;  // the session clock; controls may run at other rates
 constexpr double kDefaultSeconds = 120.0; // a few seconds in the dev build; CI asks for more
 constexpr size_t kMaximumAlive = 5;
 constexpr int kLongestBlock = 1024;
@@ -165,7 +165,8 @@ public:
     ASSERT_TRUE(vora_ap_update(control.handle, format.rate, format.maximumFrames, format.stereo));
     control.format = format;
     unsettle(control);
-    Control fresh{vora_ap_create_control(format.rate, format.maximumFrames, format.stereo), format, Signal(0), Signal(0), 0};
+    Control fresh{vora_ap_create_control(format.rate, format.maximumFrames, format.stereo), format, Signal(0),
+                  Signal(0), 0};
     ASSERT_NE(fresh.handle, nullptr);
     ASSERT_EQ(vora_ap_get_processing_latency(fresh.handle), vora_ap_get_processing_latency(control.handle));
     std::vector<float> left, right, freshLeft, freshRight;
@@ -193,7 +194,9 @@ public:
 private:
   // The mix follows its target through a 50 ms smoother; the limiter and the
   // latency add well under a block. Half a second settles any change.
-  void unsettle(Control& control) { control.settleFrames = static_cast<long>(control.format.rate / 2.0f) + kLongestBlock; }
+  void unsettle(Control& control) {
+    control.settleFrames = static_cast<long>(control.format.rate / 2.0f) + kLongestBlock;
+  }
   void unsettleAll() {
     for (Control& control : controls_) {
       unsettle(control);

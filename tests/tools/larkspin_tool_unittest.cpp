@@ -149,7 +149,8 @@ TEST_F(ToolTest, ProcessKeepsLengthAndAlignsWithTheLibrary) {
   vora::encodePresetPayload(parameters, payload.data());
   std::ofstream(path("preset.bin"), std::ios::binary).write(reinterpret_cast<const char*>(payload.data()), 196);
 
-  Result result = run("process " + path("stereo.wav") + " " + path("out.wav") + " --preset " + path("preset.bin") + " --align");
+  Result result =
+      run("process " + path("stereo.wav") + " " + path("out.wav") + " --preset " + path("preset.bin") + " --align");
   ASSERT_EQ(result.status, 0) << result.err;
   EXPECT_NE(result.out.find("latency:       192 frames"), std::string::npos) << result.out;
   const auto out = readWav("out.wav");

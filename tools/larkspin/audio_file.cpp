@@ -87,6 +87,8 @@ void writeAudioFile(const std::string& path, const AudioData& audio) {
   }
 }
 
-int wavFloatFormat() { return SF_FORMAT_WAV | SF_FORMAT_FLOAT; }
+int wavFloatFormat() {
+  return SF_FORMAT_WAV | SF_FORMAT_FLOAT;
+}
 
 } // namespace larkspin_tool

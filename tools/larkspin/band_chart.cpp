@@ -21,8 +21,12 @@ std::string renderBandChart(int sampleRate, const std::optional<vora::VorafierPa
   const vora::BandBank& bank = engine->bandBank();
   std::vector<ChartSeries> series;
   for (int band = 0; band < vora::kBandCount; ++band) {
-    ChartSeries s{band == 0 ? "band 0 (low)" : band == vora::kBandCount - 1 ? "band 13 (high)" : "band " + std::to_string(band),
-                  seriesColour(static_cast<size_t>(band) % 6), {}, band % 2 == 1};
+    ChartSeries s{band == 0                      ? "band 0 (low)"
+                  : band == vora::kBandCount - 1 ? "band 13 (high)"
+                                                 : "band " + std::to_string(band),
+                  seriesColour(static_cast<size_t>(band) % 6),
+                  {},
+                  band % 2 == 1};
     for (uint32_t bin = 1; bin < bank.binCount; ++bin) {
       const double hz = static_cast<double>(bin) * sampleRate / bank.fftSize;
       s.points.emplace_back(hz, 10.0 * std::log10(static_cast<double>(bank.weights[band][bin]) + 1e-30));
@@ -30,8 +34,8 @@ std::string renderBandChart(int sampleRate, const std::optional<vora::VorafierPa
     series.push_back(std::move(s));
   }
   ChartOptions options;
-  options.title = "Band responses at " + std::to_string(sampleRate) + " Hz (FFT size " +
-                  std::to_string(bank.fftSize) + ")";
+  options.title =
+      "Band responses at " + std::to_string(sampleRate) + " Hz (FFT size " + std::to_string(bank.fftSize) + ")";
   options.xLabel = "frequency (Hz)";
   options.yLabel = "weight (dB)";
   options.logX = true;
@@ -43,7 +47,8 @@ std::string renderBandChart(int sampleRate, const std::optional<vora::VorafierPa
     // Each channel's fixed band gain, drawn across its band.
     double top = 0.0;
     for (int channel = 0; channel < 2; ++channel) {
-      ChartSeries gains{"gain, channel " + std::to_string(channel), channel == 0 ? "#000000" : "#D55E00", {}, channel == 1};
+      ChartSeries gains{
+          "gain, channel " + std::to_string(channel), channel == 0 ? "#000000" : "#D55E00", {}, channel == 1};
       for (int band = 0; band < vora::kControlledBandCount; ++band) {
         const double gain = preset->slot(vora::VorafierKind::Gain, channel, band);
         const double low = std::max(bandLowHz(band), options.xMin);

@@ -62,7 +62,8 @@ AudioData makeDemoSignal(int sampleRate, double seconds) {
   // gains push it over and the limiter has to act.
   for (size_t i = static_cast<size_t>(7.0 * rate); i < frames; ++i) {
     const double t = static_cast<double>(i) / rate;
-    const double chord = std::sin(twoPi * 220.0 * t) + 0.7 * std::sin(twoPi * 2750.0 * t) + 0.5 * std::sin(twoPi * 3300.0 * t);
+    const double chord =
+        std::sin(twoPi * 220.0 * t) + 0.7 * std::sin(twoPi * 2750.0 * t) + 0.5 * std::sin(twoPi * 3300.0 * t);
     const float sample = static_cast<float>(0.42 * chord + 0.03 * noise(random));
     audio.channels[0][i] = sample;
     audio.channels[1][i] = sample;

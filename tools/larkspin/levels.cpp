@@ -6,7 +6,9 @@
 namespace larkspin_tool {
 
 namespace {
-double toDb(double linear) { return linear > 0.0 ? 20.0 * std::log10(linear) : -INFINITY; }
+double toDb(double linear) {
+  return linear > 0.0 ? 20.0 * std::log10(linear) : -INFINITY;
+}
 } // namespace
 
 Levels measureLevels(const AudioData& audio) {

@@ -1,12 +1,12 @@
 // larkspin: process audio files through the library, read and write presets
 // as JSON, and draw the bands, gains and spectra.
 #include "larkspin/audio_file.h"
+#include "larkspin/average_levels.h"
 #include "larkspin/band_chart.h"
 #include "larkspin/demo_signal.h"
 #include "larkspin/levels.h"
 #include "larkspin/preset_file.h"
 #include "larkspin/processing.h"
-#include "larkspin/average_levels.h"
 #include "larkspin/svg_chart.h"
 #include "larkspin/tool_error.h"
 
@@ -183,7 +183,8 @@ int main(int argc, char** argv) {
   processCommand->add_option("OUT", process.output, "output file, same format and rate")->required();
   processCommand->add_option("--preset", process.preset,
                              std::string("196-byte payload or JSON preset; default: ") + kDefaultPresetDescription);
-  processCommand->add_option("--intensity", process.intensity, "intensity 0..1 (default 1)")->check(CLI::Range(0.0, 1.0));
+  processCommand->add_option("--intensity", process.intensity, "intensity 0..1 (default 1)")
+      ->check(CLI::Range(0.0, 1.0));
   processCommand->add_flag("--bypass", process.bypass, "bypass the processing (output is the delayed input)");
   processCommand->add_option("--block", process.block, "host block length in frames (default 256)")
       ->check(CLI::Range(1, 1 << 20));

@@ -103,8 +103,12 @@ VorafierParameters defaultPreset() {
   return quantised;
 }
 
-double bandLowHz(int band) { return band == 0 ? 0.0 : kFirstEdgeHz * std::pow(2.0, (band - 1) / 2.0); }
-double bandHighHz(int band) { return kFirstEdgeHz * std::pow(2.0, band / 2.0); }
+double bandLowHz(int band) {
+  return band == 0 ? 0.0 : kFirstEdgeHz * std::pow(2.0, (band - 1) / 2.0);
+}
+double bandHighHz(int band) {
+  return kFirstEdgeHz * std::pow(2.0, band / 2.0);
+}
 
 Payload encodePayload(const VorafierParameters& parameters) {
   Payload payload{};

@@ -14,7 +14,7 @@ struct ProcessOptions {
   float intensity = 1.0f;
   bool bypass = false;
   int blockFrames = 256;
-  bool align = false; // drop the reported latency so output lines up with input
+  bool align = false;                            // drop the reported latency so output lines up with input
   std::function<void(double fraction)> progress; // optional
 };
 

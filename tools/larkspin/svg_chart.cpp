@@ -19,11 +19,20 @@ std::string escape(const std::string& text) {
   std::string out;
   for (char c : text) {
     switch (c) {
-    case '&': out += "&amp;"; break;
-    case '<': out += "&lt;"; break;
-    case '>': out += "&gt;"; break;
-    case '"': out += "&quot;"; break;
-    default: out += c;
+    case '&':
+      out += "&amp;";
+      break;
+    case '<':
+      out += "&lt;";
+      break;
+    case '>':
+      out += "&gt;";
+      break;
+    case '"':
+      out += "&quot;";
+      break;
+    default:
+      out += c;
     }
   }
   return out;
@@ -51,8 +60,9 @@ std::string renderChart(const ChartOptions& options, const std::vector<ChartSeri
   const double plotWidth = kWidth - kLeft - kRight;
   const double plotHeight = kHeight - kTop - kBottom;
   auto mapX = [&](double x) {
-    double t = options.logX ? (std::log10(x) - std::log10(options.xMin)) / (std::log10(options.xMax) - std::log10(options.xMin))
-                            : (x - options.xMin) / (options.xMax - options.xMin);
+    double t = options.logX
+                   ? (std::log10(x) - std::log10(options.xMin)) / (std::log10(options.xMax) - std::log10(options.xMin))
+                   : (x - options.xMin) / (options.xMax - options.xMin);
     return kLeft + std::clamp(t, 0.0, 1.0) * plotWidth;
   };
   auto mapY = [&](double y) {
