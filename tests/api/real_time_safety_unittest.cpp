@@ -10,6 +10,16 @@
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#if defined(__x86_64__)
+#include <linux/audit.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#endif
 
 #include <cfenv>
 #include <cmath>
@@ -94,5 +104,52 @@ TEST(DenormalTest, TinyInputLeavesNoDenormalsAndTheCallersStateIsRestored) {
   EXPECT_EQ(std::fegetround(), roundingBefore);
   vora_ap_destroy_control(control);
 }
+
+#if defined(__x86_64__) && !defined(__SANITIZE_ADDRESS__)
+// In a child process, the kernel kills anything but the clock and exit
+// while blocks are processed: a system call on the audio path (I/O, a lock
+// that sleeps, memory from the system) ends the child before it can exit.
+TEST(SystemCallTest, ProcessMakesNoSystemCallButTheClock) {
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    vora_ap_control* control = vora_ap_create_control(48000.0f, 256, 1);
+    auto payload = larkspin_test::flatPayload(6.0f);
+    vora_ap_apply_preset_payload(payload.data());
+    vora_ap_set_vorafication_intensity(1.0f);
+    static float left[256], right[256];
+    float* buffers[2] = {left, right};
+    vora_ap_process(control, buffers, 256); // warm up outside the filter
+
+    sock_filter allowOnlyClockAndExit[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, arch)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AUDIT_ARCH_X86_64, 1, 0),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clock_gettime, 3, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_exit_group, 2, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_exit, 1, 0),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    sock_fprog program{static_cast<unsigned short>(std::size(allowOnlyClockAndExit)), allowOnlyClockAndExit};
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
+      syscall(SYS_exit_group, 3);
+    }
+    bool ok = true;
+    for (int block = 0; block < 400; ++block) {
+      for (int i = 0; i < 256; ++i) {
+        left[i] = right[i] = 0.3f * std::sin(0.05f * float(block * 256 + i));
+      }
+      ok = vora_ap_process(control, buffers, 256) && ok;
+    }
+    syscall(SYS_exit_group, ok ? 0 : 2);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status)) << "killed by signal " << (WIFSIGNALED(status) ? WTERMSIG(status) : 0);
+  EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 0);
+}
+#endif
 
 } // namespace
