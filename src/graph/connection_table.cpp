@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <type_traits>
 
 namespace vora {
 
@@ -41,44 +42,50 @@ void ConnectionTable::insert(const NodeConnection& connection) {
   }
 }
 
-std::vector<NodeConnection> ConnectionTable::incoming(uint32_t node) const {
-  std::vector<NodeConnection> result;
-  for (const NodeConnection& connection : list_) {
-    if (connection.targetNode == node) {
-      result.push_back(connection);
+namespace {
+
+// What `project` makes of every connection that `select` picks, in list order.
+template <typename Select, typename Project>
+auto collect(const std::vector<NodeConnection>& list, Select select, Project project) {
+  std::vector<std::decay_t<decltype(project(list.front()))>> result;
+  for (const NodeConnection& connection : list) {
+    if (select(connection)) {
+      result.push_back(project(connection));
     }
   }
   return result;
+}
+
+const NodeConnection& whole(const NodeConnection& connection) {
+  return connection;
+}
+uint32_t source(const NodeConnection& connection) {
+  return connection.sourceNode;
+}
+uint32_t target(const NodeConnection& connection) {
+  return connection.targetNode;
+}
+
+} // namespace
+
+std::vector<NodeConnection> ConnectionTable::incoming(uint32_t node) const {
+  return collect(
+      list_, [node](const NodeConnection& c) { return c.targetNode == node; }, whole);
 }
 
 std::vector<NodeConnection> ConnectionTable::outgoing(uint32_t node) const {
-  std::vector<NodeConnection> result;
-  for (const NodeConnection& connection : list_) {
-    if (connection.sourceNode == node) {
-      result.push_back(connection);
-    }
-  }
-  return result;
+  return collect(
+      list_, [node](const NodeConnection& c) { return c.sourceNode == node; }, whole);
 }
 
 std::vector<uint32_t> ConnectionTable::successors(uint32_t node) const {
-  std::vector<uint32_t> result;
-  for (const NodeConnection& connection : list_) {
-    if (connection.sourceNode == node) {
-      result.push_back(connection.targetNode);
-    }
-  }
-  return result;
+  return collect(
+      list_, [node](const NodeConnection& c) { return c.sourceNode == node; }, target);
 }
 
 std::vector<uint32_t> ConnectionTable::predecessors(uint32_t node) const {
-  std::vector<uint32_t> result;
-  for (const NodeConnection& connection : list_) {
-    if (connection.targetNode == node) {
-      result.push_back(connection.sourceNode);
-    }
-  }
-  return result;
+  return collect(
+      list_, [node](const NodeConnection& c) { return c.targetNode == node; }, source);
 }
 
 bool ConnectionTable::hasIncoming(uint32_t node) const {

@@ -1,7 +1,7 @@
 #include <larkspin/generic_audio_processor.h>
 
 #include "support/capture_stdout.h"
-#include "test_payloads.h"
+#include "support/test_payloads.h"
 
 #include <gtest/gtest.h>
 

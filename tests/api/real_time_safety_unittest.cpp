@@ -4,7 +4,7 @@
 #include <larkspin/vora_ap.h>
 
 #include "support/allocation_counter.h"
-#include "test_payloads.h"
+#include "support/test_payloads.h"
 
 #include <gtest/gtest.h>
 

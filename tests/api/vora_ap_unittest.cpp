@@ -1,6 +1,6 @@
 #include <larkspin/vora_ap.h>
 
-#include "test_payloads.h"
+#include "support/test_payloads.h"
 
 #include <gtest/gtest.h>
 

@@ -2,6 +2,7 @@
 
 #include "dsp/payload_codec.h"
 #include "dsp/preset_conversion.h"
+#include "support/test_payloads.h"
 
 #include <gtest/gtest.h>
 
@@ -30,20 +31,8 @@ private:
   AudioProcessor& node_;
 };
 
-VorafierParameters boostedParameters(float gainDb) {
-  VorafierParameters parameters;
-  for (auto& band : parameters.bands) {
-    band.fastRatio0 = band.fastRatio1 = 1.0f;
-    band.gainDb0 = band.gainDb1 = gainDb;
-    band.slowDelayMs = 10.0f;
-    band.slowTimeConstantMs = 50.0f;
-  }
-  return parameters;
-}
-
 void applyPayload(node_pexon& node, const VorafierParameters& parameters) {
-  std::array<unsigned char, kPresetPayloadSize> payload{};
-  encodePresetPayload(parameters, payload.data());
+  const larkspin_test::Payload payload = larkspin_test::payloadOf(parameters);
   DirectOwner owner(node);
   ASSERT_TRUE(node.applyPreset(presetFromPayload(payload.data())));
   node.setGraph(nullptr);
@@ -113,8 +102,8 @@ TEST(NodePexonTest, ChannelConversionsAverageAndDuplicate) {
   node_pexon stereo, down;
   ASSERT_TRUE(stereo.setup(2, 2, 256, 48000.0));
   ASSERT_TRUE(down.setup(2, 1, 256, 48000.0));
-  applyPayload(stereo, boostedParameters(6.0f));
-  applyPayload(down, boostedParameters(6.0f));
+  applyPayload(stereo, larkspin_test::flatParameters(6.0f));
+  applyPayload(down, larkspin_test::flatParameters(6.0f));
   const auto both = renderNode(stereo, 2, 2, {left, right}, 256);
   const auto mixed = renderNode(down, 2, 1, {left, right}, 256);
   for (size_t i = 0; i < mixed[0].size(); ++i) {
@@ -124,8 +113,8 @@ TEST(NodePexonTest, ChannelConversionsAverageAndDuplicate) {
   node_pexon mono, up;
   ASSERT_TRUE(mono.setup(1, 1, 256, 48000.0));
   ASSERT_TRUE(up.setup(1, 2, 256, 48000.0));
-  applyPayload(mono, boostedParameters(6.0f));
-  applyPayload(up, boostedParameters(6.0f));
+  applyPayload(mono, larkspin_test::flatParameters(6.0f));
+  applyPayload(up, larkspin_test::flatParameters(6.0f));
   const auto single = renderNode(mono, 1, 1, {left}, 256);
   const auto duplicated = renderNode(up, 1, 2, {left}, 256);
   EXPECT_EQ(duplicated[0], single[0]);
@@ -141,7 +130,7 @@ TEST(NodePexonTest, PresetReachesTheEngineAndBypassFadesToDry) {
   EXPECT_EQ(renderNode(node, 1, 1, {input}, 256)[0], input);
   const size_t delay = 192;
 
-  applyPayload(node, boostedParameters(12.0f));
+  applyPayload(node, larkspin_test::flatParameters(12.0f));
   const auto boosted = renderNode(node, 1, 1, {input}, 256);
   double in = 0.0, out = 0.0;
   for (size_t i = 24000; i < input.size(); ++i) {

@@ -2,6 +2,7 @@
 
 #include "dsp/bin_rebuild.h"
 #include "dsp/payload_codec.h"
+#include "support/test_payloads.h"
 
 #include <gtest/gtest.h>
 
@@ -15,23 +16,10 @@
 namespace vora {
 namespace {
 
-// Gains in dB for every controlled band, no compression, no slow gain.
-VorafierParameters flatParameters(float gainDb) {
-  VorafierParameters parameters;
-  for (auto& band : parameters.bands) {
-    band.fastRatio0 = band.fastRatio1 = 1.0f;
-    band.gainDb0 = band.gainDb1 = gainDb;
-    band.slowFactor = 0.0f;
-    band.slowDelayMs = 10.0f;
-    band.slowTimeConstantMs = 50.0f;
-  }
-  return parameters;
-}
+using larkspin_test::flatParameters;
 
 void applyParameters(PexVorafier& engine, const VorafierParameters& parameters) {
-  std::array<unsigned char, kPresetPayloadSize> payload{};
-  encodePresetPayload(parameters, payload.data());
-  engine.applyParameterPayload(payload.data());
+  engine.applyParameterPayload(larkspin_test::payloadOf(parameters).data());
 }
 
 // Runs a whole stereo signal (both channels alike) through the engine.

@@ -1,6 +1,7 @@
 #include "dsp/preset_conversion.h"
 
 #include "dsp/payload_codec.h"
+#include "support/test_payloads.h"
 
 #include <gtest/gtest.h>
 
@@ -12,26 +13,12 @@ namespace {
 
 using Bytes = std::array<unsigned char, kPresetPayloadSize>;
 
-// A payload with finite, seeded random values and the level byte at 255.
+// Seeded random values that every field holds exactly, with the given
+// level byte.
 Bytes randomPayload(std::mt19937& random, unsigned char levelByte = 255) {
-  std::uniform_real_distribution<float> unit(0.0f, 1.0f);
-  VorafierParameters parameters;
+  vora::VorafierParameters parameters = larkspin_test::randomParameters(random);
   parameters.level = levelByte / 255.0f;
-  for (auto& band : parameters.bands) {
-    band.gainDb0 = -30.0f + 60.0f * unit(random);
-    band.gainDb1 = -30.0f + 60.0f * unit(random);
-    band.fastThresholdDb0 = -100.0f * unit(random);
-    band.fastThresholdDb1 = -100.0f * unit(random);
-    band.fastRatio0 = unit(random);
-    band.fastRatio1 = unit(random);
-    band.slowThresholdDb = -100.0f * unit(random);
-    band.slowDelayMs = std::floor(255.0f * unit(random));
-    band.slowFactor = unit(random);
-    band.slowTimeConstantMs = std::floor(255.0f * unit(random));
-  }
-  Bytes payload{};
-  encodePresetPayload(parameters, payload.data());
-  return payload;
+  return larkspin_test::payloadOf(parameters);
 }
 
 TEST(PresetConversionTest, PayloadBecomesOneHundredThirtyEntriesWithoutTheLevel) {

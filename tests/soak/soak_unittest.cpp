@@ -5,7 +5,7 @@
 //   LARKSPIN_SOAK_SECONDS=3600 soak_tests    the full hour at 48 kHz
 #include <larkspin/vora_ap.h>
 
-#include "api/test_payloads.h"
+#include "support/test_payloads.h"
 
 #include <gtest/gtest.h>
 

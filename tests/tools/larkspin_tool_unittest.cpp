@@ -3,6 +3,7 @@
 #include <larkspin/vora_ap.h>
 
 #include "dsp/payload_codec.h"
+#include "support/test_payloads.h"
 
 #include <gtest/gtest.h>
 #include <sndfile.h>
@@ -180,23 +181,8 @@ TEST_F(ToolTest, ProcessKeepsLengthAndAlignsWithTheLibrary) {
 
 TEST_F(ToolTest, PresetDecodeEncodeRoundTrip) {
   std::mt19937 random(11u);
-  std::uniform_real_distribution<float> unit(0.0f, 1.0f);
   for (int trial = 0; trial < 5; ++trial) {
-    vora::VorafierParameters parameters;
-    for (auto& band : parameters.bands) {
-      band.gainDb0 = -40.0f + 85.0f * unit(random);
-      band.gainDb1 = -40.0f + 85.0f * unit(random);
-      band.fastThresholdDb0 = -250.0f * unit(random);
-      band.fastThresholdDb1 = -250.0f * unit(random);
-      band.fastRatio0 = unit(random);
-      band.fastRatio1 = unit(random);
-      band.slowThresholdDb = -250.0f * unit(random);
-      band.slowFactor = unit(random);
-      band.slowDelayMs = std::floor(255.0f * unit(random));
-      band.slowTimeConstantMs = std::floor(255.0f * unit(random));
-    }
-    std::vector<unsigned char> payload(vora::kPresetPayloadSize);
-    vora::encodePresetPayload(parameters, payload.data());
+    const larkspin_test::Payload payload = larkspin_test::payloadOf(larkspin_test::randomParameters(random));
     std::ofstream(path("in.bin"), std::ios::binary).write(reinterpret_cast<const char*>(payload.data()), 196);
     const Result decoded = run("preset decode " + path("in.bin"));
     ASSERT_EQ(decoded.status, 0) << decoded.err;
@@ -204,7 +190,9 @@ TEST_F(ToolTest, PresetDecodeEncodeRoundTrip) {
     const Result encoded = run("preset encode " + path("preset.json") + " " + path("out.bin"));
     ASSERT_EQ(encoded.status, 0) << encoded.err;
     const std::string bytes = read(path("out.bin"));
-    ASSERT_EQ(std::vector<unsigned char>(bytes.begin(), bytes.end()), payload) << trial;
+    ASSERT_EQ(std::vector<unsigned char>(bytes.begin(), bytes.end()),
+              std::vector<unsigned char>(payload.begin(), payload.end()))
+        << trial;
   }
 }
 
