@@ -1,0 +1,46 @@
+"""The Processor with the conveniences of the package: a preset and an
+intensity in force from the start."""
+
+from . import _larkspin
+
+
+class Processor(_larkspin.Processor):
+    """One processing instance: a fixed sample rate and channel count.
+
+    Processor(sample_rate, channels, max_block=1024, *, preset=None, intensity=1.0)
+
+    sample_rate  Hz, 32000 to 192000.
+    channels     1 (mono) or 2 (stereo).
+    max_block    largest block, in frames, handed to the library at once;
+                 process() takes any length and cuts it into such blocks.
+    preset       a Preset or its 196-byte payload; None means
+                 Preset.default().
+    intensity    0 (dry) to 1 (fully processed).
+
+    The instance keeps its audio state between process() calls, so a long
+    signal may be fed in pieces of any size with the same result (for the
+    same cut into library blocks). Use it as a context manager, or call
+    close(), to free it at once. Calls on one Processor from several threads
+    are serialised; process() releases the interpreter lock while the
+    library works, so several Processors run in parallel.
+
+    Example:
+
+        with larkspin.Processor(48000, 2) as processor:
+            y = processor.process(x)        # x.shape == (2, frames)
+    """
+
+    def __init__(self, sample_rate, channels, max_block=1024, *, preset=None, intensity=1.0):
+        super().__init__(sample_rate, channels, max_block)
+        if preset is not None:
+            self.apply_preset(preset)
+        self.intensity = intensity
+
+    def apply_preset(self, preset):
+        """Puts a preset in force on this Processor only.
+
+        preset: a Preset, or its 196-byte payload (bytes, bytearray,
+        memoryview or a uint8 array). Raises ValueError, naming the band,
+        channel, field and allowed range, for values the library refuses.
+        """
+        super().apply_preset(preset)

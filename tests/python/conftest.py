@@ -1,0 +1,78 @@
+"""Shared helpers: the C interface of the same liblarkspin.so as a reference."""
+
+import ctypes
+import json
+import os
+import subprocess
+
+import numpy as np
+import pytest
+
+
+class CInterface:
+    """The library's C functions, called exactly as a C host would."""
+
+    def __init__(self, path):
+        lib = ctypes.CDLL(path)
+        lib.vora_ap_create_control.restype = ctypes.c_void_p
+        lib.vora_ap_create_control.argtypes = [ctypes.c_float, ctypes.c_int, ctypes.c_int]
+        lib.vora_ap_destroy_control.argtypes = [ctypes.c_void_p]
+        lib.vora_ap_process.restype = ctypes.c_bool
+        lib.vora_ap_process.argtypes = [ctypes.c_void_p, ctypes.POINTER(ctypes.c_void_p), ctypes.c_int]
+        lib.vora_ap_apply_preset_payload.restype = ctypes.c_bool
+        lib.vora_ap_apply_preset_payload.argtypes = [ctypes.c_char_p]
+        lib.vora_ap_set_vorafication_intensity.argtypes = [ctypes.c_float]
+        self.lib = lib
+
+    def process(self, x, rate, max_block, payload, intensity, blocks):
+        """Processes float32 x (channels, frames) in blocks of the given
+        lengths on a fresh control; returns the output."""
+        lib = self.lib
+        channels = x.shape[0]
+        control = lib.vora_ap_create_control(rate, max_block, int(channels == 2))
+        assert control
+        try:
+            assert lib.vora_ap_apply_preset_payload(bytes(payload))
+            lib.vora_ap_set_vorafication_intensity(intensity)
+            y = np.array(x, dtype=np.float32, order="C", copy=True)
+            first = 0
+            for n in blocks:
+                pointers = (ctypes.c_void_p * channels)(*(y[c, first:].ctypes.data for c in range(channels)))
+                assert lib.vora_ap_process(control, pointers, n)
+                first += n
+            return y
+        finally:
+            lib.vora_ap_destroy_control(control)
+
+
+@pytest.fixture(scope="session")
+def c_interface():
+    return CInterface(os.environ["LARKSPIN_LIBRARY"])
+
+
+@pytest.fixture(scope="session")
+def program():
+    return os.environ["LARKSPIN_PROGRAM"]
+
+
+def noise(channels, frames, seed=1, level=0.3):
+    """Reproducible test audio, float32 (channels, frames)."""
+    rng = np.random.default_rng(seed)
+    return (level * rng.standard_normal((channels, frames))).astype(np.float32)
+
+
+@pytest.fixture(scope="session")
+def payload(program, tmp_path_factory):
+    """A payload that changes the sound audibly, written by the larkspin
+    program from a JSON preset."""
+    folder = tmp_path_factory.mktemp("preset")
+    (folder / "zero.bin").write_bytes(bytes(196))
+    decoded = subprocess.run([program, "preset", "decode", folder / "zero.bin"], check=True, capture_output=True)
+    preset = json.loads(decoded.stdout)
+    for band, values in enumerate(preset["bands"]):
+        for channel in values["channels"]:
+            channel.update(gainDb=3.0 if band % 2 else -2.0, fastThresholdDb=-20.0, fastRatio=0.5)
+        values.update(slowDelayMs=20.0, slowFactor=0.2, slowThresholdDb=-40.0, slowTimeConstantMs=200.0)
+    (folder / "tuned.json").write_text(json.dumps(preset))
+    subprocess.run([program, "preset", "encode", folder / "tuned.json", folder / "tuned.bin"], check=True, capture_output=True)
+    return (folder / "tuned.bin").read_bytes()

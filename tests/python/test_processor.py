@@ -1,0 +1,214 @@
+"""Processor: the same samples as the C interface, whatever the array's
+shape, dtype, layout or length; bad arguments answered in Python's terms."""
+
+import os
+import re
+import threading
+import time
+
+import numpy as np
+import pytest
+
+import larkspin
+from conftest import noise
+
+RATE = 48000
+
+
+def blocks_of(lengths, max_block):
+    """The library blocks one process() call per given length cuts into."""
+    out = []
+    for n in lengths:
+        out += [max_block] * (n // max_block) + ([n % max_block] if n % max_block else [])
+    return out
+
+
+def read_only(x):
+    x.setflags(write=False)
+    return x
+
+
+def spoiled(x):
+    """x with NaN, infinities and absurd values sprinkled in."""
+    y = x.copy()
+    y[:, 10::97] = np.nan
+    y[:, 20::131] = np.inf
+    y[:, 30::151] = -3e38
+    return y
+
+
+@pytest.mark.parametrize(
+    "channels, pieces, max_block, dtype, mono_1d, kind",
+    [
+        (1, [0], 64, np.float32, True, "noise"),
+        (1, [1], 64, np.float32, True, "noise"),
+        (1, [4097], 1024, np.float64, True, "noise"),
+        (1, [999], 128, np.float32, False, "noise"),
+        (2, [777], 256, np.float32, False, "noise"),
+        (2, [5000], 256, np.float64, False, "noise"),
+        (2, [1, 300, 0, 2048, 77], 512, np.float32, False, "noise"),
+        (2, [3000], 256, np.float32, False, "spoiled"),
+    ],
+)
+def test_output_equals_c_interface(c_interface, payload, channels, pieces, max_block, dtype, mono_1d, kind):
+    x32 = noise(channels, sum(pieces))
+    if kind == "spoiled":
+        x32 = spoiled(x32)
+    expected = c_interface.process(x32, RATE, max_block, payload, 0.7, blocks_of(pieces, max_block))
+
+    x = x32.astype(dtype)
+    with larkspin.Processor(RATE, channels, max_block, preset=payload, intensity=0.7) as processor:
+        outputs, first = [], 0
+        for n in pieces:
+            part = x[0, first : first + n] if mono_1d else x[:, first : first + n]
+            y = processor.process(part)
+            assert y.dtype == dtype and y.shape == part.shape
+            outputs.append(y.reshape(channels, n))
+            first += n
+    got = np.concatenate(outputs, axis=1).astype(np.float32)
+    assert np.all(np.isfinite(got))
+    np.testing.assert_array_equal(got.view(np.uint32), expected.view(np.uint32))
+
+
+@pytest.mark.parametrize(
+    "arrange",
+    [
+        lambda x: (x, x),  # in place
+        lambda x: (x, np.zeros(x.shape, np.float64)),
+        lambda x: (np.asfortranarray(x), None),
+        lambda x: (np.repeat(x, 2, axis=1)[:, ::2], np.zeros((2, 2 * x.shape[1]), np.float32)[:, 1::2]),
+        lambda x: (x.copy()[::-1][::-1], None),
+        lambda x: (x.astype(">f4"), None),
+        lambda x: (read_only(x), None),
+        lambda x: (x.tolist(), None),
+    ],
+    ids=["in-place", "out-float64", "fortran", "strided", "reversed-view", "big-endian", "read-only", "list"],
+)
+def test_layouts_give_the_same_samples(payload, arrange):
+    x = noise(2, 1500)
+    with larkspin.Processor(RATE, 2, 256, preset=payload) as processor:
+        reference = processor.process(x)
+    source, out = arrange(x.copy())
+    with larkspin.Processor(RATE, 2, 256, preset=payload) as processor:
+        y = processor.process(source, out=out)
+    if out is not None:
+        assert y is out
+    np.testing.assert_array_equal(np.asarray(y, np.float32), reference)
+
+
+@pytest.mark.parametrize(
+    "call, error, message",
+    [
+        (lambda p: p.process(np.zeros((2, 10), np.int16)), TypeError, "float32 or float64"),
+        (lambda p: p.process(np.zeros((2, 10), np.complex64)), TypeError, "float32 or float64"),
+        (lambda p: p.process("audio"), TypeError, "float32 or float64"),
+        (lambda p: p.process(np.zeros((3, 10), np.float32)), ValueError, "(2, frames)"),
+        (lambda p: p.process(np.zeros(10, np.float32)), ValueError, "(2, frames)"),
+        (lambda p: p.process(np.zeros((2, 2, 10), np.float32)), ValueError, "(2, frames)"),
+        (lambda p: p.process(np.zeros((2, 10), np.float32), out=[0.0]), TypeError, "out must be a numpy array"),
+        (lambda p: p.process(np.zeros((2, 10)), out=np.zeros((2, 10), np.int32)), TypeError, "float32"),
+        (lambda p: p.process(np.zeros((2, 10)), out=np.zeros((2, 11))), ValueError, "shape of x"),
+        (lambda p: p.apply_preset(b"\x00" * 195), ValueError, "196 bytes"),
+        (lambda p: p.apply_preset("preset"), TypeError, "196 bytes"),
+        (lambda p: setattr(p, "intensity", float("nan")), ValueError, "intensity"),
+        (lambda p: larkspin.Processor(RATE, 3), ValueError, "channels must be 1"),
+        (lambda p: larkspin.Processor(RATE, 1, max_block=0), ValueError, "max_block"),
+        (lambda p: larkspin.Processor(8000, 1), ValueError, "32000 to 192000"),
+        (lambda p: larkspin.Processor(float("nan"), 1), ValueError, "32000 to 192000"),
+    ],
+)
+def test_bad_arguments_raise(payload, call, error, message):
+    with larkspin.Processor(RATE, 2, preset=payload) as processor:
+        with pytest.raises(error, match=re.escape(message)):
+            call(processor)
+
+
+def test_read_only_out_is_refused(payload):
+    out = np.zeros((2, 10), np.float32)
+    out.setflags(write=False)
+    with larkspin.Processor(RATE, 2, preset=payload) as processor:
+        with pytest.raises(ValueError, match="read-only"):
+            processor.process(np.zeros((2, 10), np.float32), out=out)
+
+
+def test_closed_processor_refuses_calls(payload):
+    processor = larkspin.Processor(RATE, 1, preset=payload)
+    with processor:
+        pass
+    assert processor.closed
+    processor.close()  # twice is fine
+    for call in (lambda: processor.process(np.zeros(4)), lambda: processor.latency, lambda: processor.intensity):
+        with pytest.raises(ValueError, match="closed"):
+            call()
+
+
+@pytest.mark.parametrize("setting", ["bypassed", "dry", "processed"])
+def test_bypass_and_intensity_reach_the_instance(payload, setting):
+    """Once the mix has settled, bypass and intensity 0 give the input
+    delayed by the latency; full intensity does not."""
+    level = 0.05
+    x = noise(2, RATE, level=level)
+    with larkspin.Processor(RATE, 2, 512, preset=payload) as processor:
+        if setting == "bypassed":
+            processor.bypassed = True
+        elif setting == "dry":
+            processor.intensity = -3.0  # clamped
+        assert (processor.bypassed, processor.intensity) == (setting == "bypassed", 0.0 if setting == "dry" else 1.0)
+        latency = processor.latency
+        y = processor.process(x)
+    assert latency == 192
+    settled = slice(3 * RATE // 4, None)
+    error = (y[:, latency:] - x[:, :-latency])[:, settled]
+    relative = np.sqrt(np.mean(error**2)) / level
+    assert (relative > 0.05) if setting == "processed" else (relative < 1e-4), relative
+
+
+def test_interpreter_lock_is_released(payload):
+    """Another Python thread keeps running while a long process() runs."""
+    x = noise(2, RATE * 4)
+    stamps = []
+    done = threading.Event()
+
+    def tick():
+        while not done.is_set():
+            stamps.append(time.perf_counter())
+
+    with larkspin.Processor(RATE, 2, 1024, preset=payload) as processor:
+        worker = threading.Thread(target=tick)
+        worker.start()
+        try:
+            start = time.perf_counter()
+            processor.process(x)
+            end = time.perf_counter()
+        finally:
+            done.set()
+            worker.join()
+    inside = np.array([s for s in stamps if start <= s <= end])
+    # Holding the lock, the ticker would stop for the whole call.
+    assert inside.size > 100
+    longest_gap = np.diff(np.concatenate(([start], inside, [end]))).max()
+    assert longest_gap < 0.5 * (end - start)
+
+
+def resident_bytes():
+    with open("/proc/self/statm") as f:
+        return int(f.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
+
+
+def test_memory_does_not_grow_over_many_blocks(payload):
+    import sys
+
+    x = noise(2, 480)
+    out = np.empty_like(x)
+    with larkspin.Processor(RATE, 2, 256, preset=payload) as processor:
+        for _ in range(200):  # settle allocator pools
+            processor.process(x)
+            processor.process(x, out=out)
+        references = sys.getrefcount(x), sys.getrefcount(out)
+        before = resident_bytes()
+        for _ in range(20000):
+            processor.process(x)
+            processor.process(x, out=out)
+        grown = resident_bytes() - before
+    assert (sys.getrefcount(x), sys.getrefcount(out)) == references
+    assert grown < 1 << 20, f"resident memory grew by {grown} bytes"
