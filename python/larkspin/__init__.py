@@ -11,6 +11,7 @@ process_file read an audio file, process it, write the result
 band_layout  the fourteen analysis bands at a sample rate
 """
 
+from ._files import process_file
 from ._processor import Processor
 
-__all__ = ["Processor"]
+__all__ = ["Processor", "process_file"]

@@ -1,0 +1,46 @@
+"""Audio files through a Processor, read and written with soundfile."""
+
+import numpy as np
+
+from ._processor import Processor
+
+
+def process_file(in_path, out_path, preset=None, intensity=1.0, align=False, max_block=1024):
+    """Processes an audio file and writes the result; returns it as an array.
+
+    in_path    any file soundfile (libsndfile) reads, mono or stereo, at
+               32 to 192 kHz.
+    out_path   written in the input's format, subtype and rate (integer
+               formats clip at full scale).
+    preset     a Preset or its 196-byte payload; None means Preset.default().
+    intensity  0 (dry) to 1 (fully processed).
+    align      remove the processing latency, so that the output lines up
+               with the input sample for sample; the output always has the
+               input's length.
+
+    Returns the processed audio as float32, shape (channels, frames).
+    Needs Debian's python3-soundfile.
+    """
+    try:
+        import soundfile
+    except ImportError as error:
+        raise ImportError("process_file needs soundfile (Debian: apt install python3-soundfile)") from error
+
+    info = soundfile.info(str(in_path))
+    if info.channels not in (1, 2):
+        raise ValueError(f"{in_path}: {info.channels} channels; only mono and stereo are processed")
+    data, rate = soundfile.read(str(in_path), dtype="float32", always_2d=True)
+    frames = data.shape[0]
+    with Processor(rate, info.channels, max_block, preset=preset, intensity=intensity) as processor:
+        skip = processor.latency if align else 0
+        # Whole blocks, as an audio callback delivers them (the same samples
+        # as the larkspin program): the tail is padded with silence, which
+        # also flushes the latency when aligning.
+        padded = -(-(frames + skip) // max_block) * max_block
+        x = np.zeros((info.channels, padded), np.float32)
+        x[:, :frames] = data.T
+        y = np.ascontiguousarray(processor.process(x, out=x)[:, skip : skip + frames])
+    if info.subtype not in ("FLOAT", "DOUBLE"):
+        np.clip(y, -1.0, 1.0, out=y)
+    soundfile.write(str(out_path), y.T, rate, subtype=info.subtype, format=info.format)
+    return y
