@@ -12,6 +12,7 @@ band_layout  the fourteen analysis bands at a sample rate
 """
 
 from ._files import process_file
+from ._preset import Band, Preset, band_layout
 from ._processor import Processor
 
-__all__ = ["Processor", "process_file"]
+__all__ = ["Band", "Preset", "Processor", "band_layout", "process_file"]

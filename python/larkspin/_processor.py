@@ -2,12 +2,11 @@
 intensity in force from the start."""
 
 from . import _larkspin
+from ._preset import Preset
 
 
 class Processor(_larkspin.Processor):
     """One processing instance: a fixed sample rate and channel count.
-
-    Processor(sample_rate, channels, max_block=1024, *, preset=None, intensity=1.0)
 
     sample_rate  Hz, 32000 to 192000.
     channels     1 (mono) or 2 (stereo).
@@ -30,10 +29,13 @@ class Processor(_larkspin.Processor):
             y = processor.process(x)        # x.shape == (2, frames)
     """
 
+    __slots__ = ()
+
     def __init__(self, sample_rate, channels, max_block=1024, *, preset=None, intensity=1.0):
+        """Sets the instance up; ValueError for a rate, channel count or
+        block size the library does not take, or a preset it refuses."""
         super().__init__(sample_rate, channels, max_block)
-        if preset is not None:
-            self.apply_preset(preset)
+        self.apply_preset(Preset.default() if preset is None else preset)
         self.intensity = intensity
 
     def apply_preset(self, preset):
@@ -43,4 +45,18 @@ class Processor(_larkspin.Processor):
         memoryview or a uint8 array). Raises ValueError, naming the band,
         channel, field and allowed range, for values the library refuses.
         """
-        super().apply_preset(preset)
+        if isinstance(preset, Preset):
+            preset = preset.to_payload()
+        try:
+            super().apply_preset(preset)
+        except ValueError as refused:
+            if "refused" not in str(refused):
+                raise
+            problems = Preset.from_payload(preset).refused()
+            raise ValueError("the library refused the preset payload: " + "; ".join(problems)) from None
+
+    @property
+    def preset(self):
+        """The preset in force, decoded from its payload (a copy: changing
+        it changes nothing until it is applied)."""
+        return Preset.from_payload(self.payload)

@@ -256,20 +256,7 @@ py::bytes Processor::currentPayload() {
 
 void bindProcessor(py::module_& module) {
   using namespace pybind11::literals;
-  py::class_<Processor>(module, "Processor", R"(One processing instance: a fixed sample rate and channel count.
-
-Processor(sample_rate, channels, max_block=1024)
-
-sample_rate  Hz, 32000 to 192000.
-channels     1 (mono) or 2 (stereo).
-max_block    largest block, in frames, handed to the library at once;
-             process() accepts any length and cuts it into such blocks.
-
-The instance keeps its audio state between process() calls, so a long
-signal may be fed in pieces of any size. Use it as a context manager or call
-close() to free it at once. One Processor may be shared between threads;
-calls on it are serialised, and process() releases the interpreter lock
-while the library works, so several Processors run in parallel.)")
+  py::class_<Processor>(module, "Processor", "One processing instance; see larkspin.Processor.")
       .def(py::init<double, int, int>(), "sample_rate"_a, "channels"_a, "max_block"_a = 1024)
       .def("process", &Processor::process, "x"_a, "out"_a = py::none(),
            R"(Processes audio and returns the result (a new array, or `out`).

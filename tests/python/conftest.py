@@ -1,12 +1,12 @@
 """Shared helpers: the C interface of the same liblarkspin.so as a reference."""
 
 import ctypes
-import json
 import os
-import subprocess
 
 import numpy as np
 import pytest
+
+import larkspin
 
 
 class CInterface:
@@ -62,17 +62,11 @@ def noise(channels, frames, seed=1, level=0.3):
 
 
 @pytest.fixture(scope="session")
-def payload(program, tmp_path_factory):
-    """A payload that changes the sound audibly, written by the larkspin
-    program from a JSON preset."""
-    folder = tmp_path_factory.mktemp("preset")
-    (folder / "zero.bin").write_bytes(bytes(196))
-    decoded = subprocess.run([program, "preset", "decode", folder / "zero.bin"], check=True, capture_output=True)
-    preset = json.loads(decoded.stdout)
-    for band, values in enumerate(preset["bands"]):
-        for channel in values["channels"]:
-            channel.update(gainDb=3.0 if band % 2 else -2.0, fastThresholdDb=-20.0, fastRatio=0.5)
-        values.update(slowDelayMs=20.0, slowFactor=0.2, slowThresholdDb=-40.0, slowTimeConstantMs=200.0)
-    (folder / "tuned.json").write_text(json.dumps(preset))
-    subprocess.run([program, "preset", "encode", folder / "tuned.json", folder / "tuned.bin"], check=True, capture_output=True)
-    return (folder / "tuned.bin").read_bytes()
+def payload():
+    """A payload that changes the sound audibly: the default preset with
+    alternating band gains and stronger compression."""
+    preset = larkspin.Preset.default()
+    preset.gain_db[::2, :] -= 3.0
+    preset.gain_db[1::2, 1] += 4.0
+    preset.fast_ratio = 0.4
+    return preset.to_payload()
