@@ -158,7 +158,7 @@ py::object Processor::process(const py::object& input, const py::object& out) {
     }
     // Block by block, exactly the same layout may be read and then written;
     // any other overlap would read samples already overwritten.
-    const bool sameLayout = in.data() == target.data() && in.dtype().is(target.dtype()) &&
+    const bool sameLayout = in.data() == target.data() && in.dtype().equal(target.dtype()) &&
                             std::equal(in.strides(), in.strides() + in.ndim(), target.strides());
     if (!sameLayout && py::module_::import("numpy").attr("may_share_memory")(in, target).cast<bool>()) {
       in = in.attr("copy")();
@@ -184,7 +184,7 @@ py::object Processor::process(const py::object& input, const py::object& out) {
     return true;
   });
   if (!ok) {
-    instance(); // a Processor closed by another thread meanwhile
+    locked([&] { return &instance(); }); // closed by another thread meanwhile?
     throw std::runtime_error("the library refused to process a block");
   }
   return target;
