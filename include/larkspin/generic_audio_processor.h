@@ -16,8 +16,9 @@
 // never refused for lack of room). Neither thread waits for the other and
 // process allocates and locks nothing. Setter results and getter values are
 // those of a single-threaded host: the setting last made (a refused value
-// reads back as the value in force before). getDebugInfo returns one whole
-// record of a finished call. setup, update, construction and destruction
+// reads back as the value in force before). getDebugInfo may be called from
+// any number of threads and returns one whole record of a finished call.
+// setup, update, construction and destruction
 // must not run while any other member function runs.
 #ifndef LARKSPIN_GENERIC_AUDIO_PROCESSOR_H
 #define LARKSPIN_GENERIC_AUDIO_PROCESSOR_H

@@ -22,8 +22,9 @@
  * no setter ever fails for lack of room or waits for the audio thread).
  * Setters answer at once, on the control thread, with the result documented
  * below; getters answer with the setting last made, which the audio thread
- * uses from its next block on. The debug record is always one whole record
- * of a finished call. Controls on different threads are independent.
+ * uses from its next block on. vora_ap_get_debug_info may be called from any
+ * number of threads and always returns one whole record of a finished call.
+ * Controls on different threads are independent.
  * Everything else (creating and destroying controls, vora_ap_update, and any
  * two control threads at once) must be serialised by the host and must not
  * run while vora_ap_process runs on a control it touches. vora_ap_process
