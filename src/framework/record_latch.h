@@ -6,7 +6,9 @@
 // retry is rare and the next attempt succeeds).
 //
 // The words are atomics, so that the race-free reading is visible to tools
-// as well, not just argued.
+// as well, not just argued. Release stores of the words and acquire loads
+// order them against the sequence number without fences: a reader that got
+// any word of a copy the writer has begun again also sees the new sequence.
 #pragma once
 
 #include <atomic>
@@ -34,10 +36,8 @@ public:
   void store(const T& value) {
     const uint32_t sequence = sequence_.load(std::memory_order_relaxed);
     sequence_.store(sequence + 1, std::memory_order_relaxed);
-    std::atomic_thread_fence(std::memory_order_release);
     storeCopy(0, value);
     sequence_.store(sequence + 2, std::memory_order_release);
-    std::atomic_thread_fence(std::memory_order_release);
     storeCopy(1, value);
   }
 
@@ -48,9 +48,8 @@ public:
       const uint32_t sequence = sequence_.load(std::memory_order_acquire);
       const auto& copy = copies_[sequence & 1u];
       for (size_t i = 0; i < kWords; ++i) {
-        words[i] = copy[i].load(std::memory_order_relaxed);
+        words[i] = copy[i].load(std::memory_order_acquire);
       }
-      std::atomic_thread_fence(std::memory_order_acquire);
       if (sequence_.load(std::memory_order_relaxed) == sequence) {
         break;
       }
@@ -67,7 +66,7 @@ private:
     uint64_t words[kWords] = {};
     std::memcpy(words, &value, sizeof value);
     for (size_t i = 0; i < kWords; ++i) {
-      copies_[copy][i].store(words[i], std::memory_order_relaxed);
+      copies_[copy][i].store(words[i], std::memory_order_release);
     }
   }
 
