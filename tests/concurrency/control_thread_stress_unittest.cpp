@@ -100,7 +100,7 @@ TEST(ControlThreadStressTest, OutputStaysBoundedAndEndsLikeAFreshControl) {
     }
   });
 
-  // The control thread: this one.
+  // The control thread: this one (no ASSERT while the audio thread runs).
   size_t preset = 0;
   float intensity = 1.0f;
   bool bypassed = false;
@@ -109,25 +109,25 @@ TEST(ControlThreadStressTest, OutputStaysBoundedAndEndsLikeAFreshControl) {
     switch (random() % 3) {
     case 0:
       preset = random() % presets.size();
-      ASSERT_TRUE(vora_ap_apply_preset_payload(presets[preset].data()));
+      EXPECT_TRUE(vora_ap_apply_preset_payload(presets[preset].data()));
       break;
     case 1: {
       // Some out of range (clamped) and, now and then, a NaN (refused).
       const float value = i % 50 == 0 ? NAN : -0.25f + 1.5f * unit(random);
       const bool refused = std::isnan(value);
-      ASSERT_EQ(vora_ap_set_vorafication_intensity(value), !refused);
+      EXPECT_EQ(vora_ap_set_vorafication_intensity(value), !refused);
       intensity = refused ? intensity : std::clamp(value, 0.0f, 1.0f);
-      ASSERT_EQ(vora_ap_get_vorafication_intensity(), intensity);
+      EXPECT_EQ(vora_ap_get_vorafication_intensity(), intensity);
       break;
     }
     default:
       bypassed = random() % 4 == 0; // mostly processing
-      ASSERT_TRUE(vora_ap_set_bypassed(bypassed));
-      ASSERT_EQ(vora_ap_get_bypassed(), bypassed);
+      EXPECT_TRUE(vora_ap_set_bypassed(bypassed));
+      EXPECT_EQ(vora_ap_get_bypassed(), bypassed);
     }
     changes.fetch_add(1, std::memory_order_release);
     if (blocks.load(std::memory_order_acquire) > 0) {
-      ASSERT_TRUE(isWholeRecord(vora_ap_get_debug_info(control)));
+      EXPECT_TRUE(isWholeRecord(vora_ap_get_debug_info(control)));
     }
     // Wait for the audio thread at random moments, so that the changes
     // spread over many blocks instead of landing before the first.
