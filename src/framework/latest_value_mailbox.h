@@ -49,6 +49,7 @@ private:
   uint8_t writeSlot_ = 0; // the writer's own slot
   uint8_t readSlot_ = 2;  // the reader's own slot
   std::atomic<uint8_t> shared_{1};
+  static_assert(std::atomic<uint8_t>::is_always_lock_free);
 };
 
 } // namespace vora

@@ -43,7 +43,7 @@ public:
 
   // Any thread.
   T load() const {
-    uint64_t words[kWords];
+    uint32_t words[kWords];
     for (;;) {
       const uint32_t sequence = sequence_.load(std::memory_order_acquire);
       const auto& copy = copies_[sequence & 1u];
@@ -60,10 +60,12 @@ public:
   }
 
 private:
-  static constexpr size_t kWords = (sizeof(T) + sizeof(uint64_t) - 1) / sizeof(uint64_t);
+  // 32-bit words: lock-free on every target, 32-bit ARM included.
+  static constexpr size_t kWords = (sizeof(T) + sizeof(uint32_t) - 1) / sizeof(uint32_t);
+  static_assert(std::atomic<uint32_t>::is_always_lock_free);
 
   void storeCopy(size_t copy, const T& value) {
-    uint64_t words[kWords] = {};
+    uint32_t words[kWords] = {};
     std::memcpy(words, &value, sizeof value);
     for (size_t i = 0; i < kWords; ++i) {
       copies_[copy][i].store(words[i], std::memory_order_release);
@@ -71,7 +73,7 @@ private:
   }
 
   std::atomic<uint32_t> sequence_{0};
-  std::atomic<uint64_t> copies_[2][kWords] = {};
+  std::atomic<uint32_t> copies_[2][kWords] = {};
 };
 
 } // namespace vora
