@@ -2,6 +2,7 @@
 
 #include "dsp/payload_codec.h"
 #include "dsp/preset_conversion.h"
+#include "framework/direct_owner.h"
 #include "support/test_payloads.h"
 
 #include <gtest/gtest.h>
@@ -14,28 +15,10 @@
 namespace vora {
 namespace {
 
-// Routes preset entries to the node's own setters, as the graph does.
-class DirectOwner : public NodeOwner {
-public:
-  explicit DirectOwner(AudioProcessor& node) : node_(node) { node.setGraph(this); }
-  bool setNodeParameterValue(uint32_t, ParameterIdentifier id, float value, int channel, int band) override {
-    AudioProcessorParameter* p = node_.getParameter(id, static_cast<unsigned>(channel), static_cast<unsigned>(band));
-    return p != nullptr && p->setValue(value);
-  }
-  bool setNodePropertyValue(uint32_t, PropertyIdentifier id, const AudioProcessorPropertyValue& value) override {
-    AudioProcessorProperty* p = node_.getProperty(id);
-    return p != nullptr && p->setValue(value);
-  }
-
-private:
-  AudioProcessor& node_;
-};
-
 void applyPayload(node_pexon& node, const VorafierParameters& parameters) {
   const larkspin_test::Payload payload = larkspin_test::payloadOf(parameters);
-  DirectOwner owner(node);
+  larkspin_test::DirectOwner owner(node);
   ASSERT_TRUE(node.applyPreset(presetFromPayload(payload.data())));
-  node.setGraph(nullptr);
 }
 
 // Renders `frames` per call through the node; inputs[ch] are the sources.
@@ -96,14 +79,17 @@ TEST(NodePexonTest, SetupChannelsRatesAndLatency) {
   }
 }
 
+void setUpBoosted(node_pexon& node, int inputs, int outputs) {
+  ASSERT_TRUE(node.setup(inputs, outputs, 256, 48000.0));
+  applyPayload(node, larkspin_test::flatParameters(6.0f));
+}
+
 TEST(NodePexonTest, ChannelConversionsAverageAndDuplicate) {
   const std::vector<float> left = tone(1000.0, 9600, 0.3), right = tone(3000.0, 9600, 0.2);
 
   node_pexon stereo, down;
-  ASSERT_TRUE(stereo.setup(2, 2, 256, 48000.0));
-  ASSERT_TRUE(down.setup(2, 1, 256, 48000.0));
-  applyPayload(stereo, larkspin_test::flatParameters(6.0f));
-  applyPayload(down, larkspin_test::flatParameters(6.0f));
+  setUpBoosted(stereo, 2, 2);
+  setUpBoosted(down, 2, 1);
   const auto both = renderNode(stereo, 2, 2, {left, right}, 256);
   const auto mixed = renderNode(down, 2, 1, {left, right}, 256);
   for (size_t i = 0; i < mixed[0].size(); ++i) {
@@ -111,10 +97,8 @@ TEST(NodePexonTest, ChannelConversionsAverageAndDuplicate) {
   }
 
   node_pexon mono, up;
-  ASSERT_TRUE(mono.setup(1, 1, 256, 48000.0));
-  ASSERT_TRUE(up.setup(1, 2, 256, 48000.0));
-  applyPayload(mono, larkspin_test::flatParameters(6.0f));
-  applyPayload(up, larkspin_test::flatParameters(6.0f));
+  setUpBoosted(mono, 1, 1);
+  setUpBoosted(up, 1, 2);
   const auto single = renderNode(mono, 1, 1, {left}, 256);
   const auto duplicated = renderNode(up, 1, 2, {left}, 256);
   EXPECT_EQ(duplicated[0], single[0]);

@@ -93,6 +93,7 @@ TEST(EngineTest, LeavesAudioUntouchedUntilSetUpAndGivenAPayload) {
   std::vector<float> buffer = input;
   engine.processMono(buffer.data(), false, 1.0f);
   EXPECT_EQ(buffer, input);
+  EXPECT_EQ(engine.hopSize(), 0u);
 
   ASSERT_EQ(engine.setup(48000.0f), 64);
   for (size_t start = 0; start < 640; start += 64) {
@@ -174,6 +175,27 @@ TEST(EngineTest, DcAndNyquistRealPartsBypassTheBands) {
   EXPECT_GT(std::fabs(alternating), 0.05 * 0.45);
 }
 
+// Bins below about 500 Hz and above about 13.5 kHz are exempt from the
+// quiet-bin floor, which squares the level of bins far below it.
+TEST(EngineTest, QuietBinFloorCoversTheMiddleBinsOnly) {
+  struct Case {
+    double frequencyHz;
+    bool floored;
+  };
+  for (const Case c : {Case{200.0, false}, Case{2000.0, true}, Case{18000.0, false}}) {
+    PexVorafier engine;
+    engine.setup(48000.0f);
+    applyParameters(engine, flatParameters(0.0f));
+    const std::vector<float> input = sine(c.frequencyHz, 48000.0, 9600, 1e-8);
+    const double changeDb = 20.0 * std::log10(rms(runStereo(engine, input, false, 1.0f), 4800) / rms(input, 4800));
+    if (c.floored) {
+      EXPECT_LT(changeDb, -20.0) << c.frequencyHz;
+    } else {
+      EXPECT_NEAR(changeDb, 0.0, 1.0) << c.frequencyHz;
+    }
+  }
+}
+
 TEST(EngineTest, MixThresholdsSkipThePaths) {
   PexVorafier engine;
   engine.setup(48000.0f);
@@ -205,6 +227,14 @@ TEST(EngineTest, MixThresholdsSkipThePaths) {
   for (size_t i = 0; i < 64; ++i) {
     EXPECT_FLOAT_EQ(last[i], expected[i]);
   }
+
+  // From 0.999 up the dry path is skipped: the output is the wet signal alone.
+  PexVorafier wet, almostWet;
+  for (PexVorafier* e : {&wet, &almostWet}) {
+    e->setup(48000.0f);
+    applyParameters(*e, flatParameters(6.0f));
+  }
+  EXPECT_EQ(runStereo(wet, signal, false, 1.0f), runStereo(almostWet, signal, false, 0.999f));
 }
 
 TEST(EngineTest, BypassFadesToTheDelayedDrySignalOverFiftyMilliseconds) {
