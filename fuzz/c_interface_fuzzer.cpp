@@ -141,16 +141,26 @@ private:
     }
   }
 
-  void create(larkspin_fuzz::FuzzInput& input) {
+  // A format as a host may ask for one; read in full whether used or not.
+  struct Format {
+    float rate;
+    int maximumFrames;
+    int stereo;
+  };
+  static Format anyFormat(larkspin_fuzz::FuzzInput& input) {
     const float rate = anyRate(input);
     const int maximumFrames = anyMaximumFrames(input);
-    const int stereo = input.byte() % 2;
+    return {rate, maximumFrames, input.byte() % 2};
+  }
+
+  void create(larkspin_fuzz::FuzzInput& input) {
+    const Format format = anyFormat(input);
     if (controls_.size() >= kMaximumControls) {
       return;
     }
-    vora_ap_control* handle = vora_ap_create_control(rate, maximumFrames, stereo);
+    vora_ap_control* handle = vora_ap_create_control(format.rate, format.maximumFrames, format.stereo);
     if (handle != nullptr) {
-      controls_.push_back({handle, maximumFrames, stereo != 0 ? 2 : 1, true, 0, {kNever, kNever}});
+      controls_.push_back({handle, format.maximumFrames, format.stereo + 1, true, 0, {kNever, kNever}});
     }
   }
 
@@ -165,18 +175,15 @@ private:
 
   void update(larkspin_fuzz::FuzzInput& input) {
     Control* control = pick(input);
-    const float rate = anyRate(input);
-    const int maximumFrames = anyMaximumFrames(input);
-    const int stereo = input.byte() % 2;
+    const Format format = anyFormat(input);
     if (control == nullptr) {
       return;
     }
-    const bool ok = vora_ap_update(control->handle, rate, maximumFrames, stereo);
     // A refused format leaves the control torn down until the next update.
-    control->setUp = ok;
-    if (ok) {
-      control->maximumFrames = maximumFrames;
-      control->channels = stereo != 0 ? 2 : 1;
+    control->setUp = vora_ap_update(control->handle, format.rate, format.maximumFrames, format.stereo);
+    if (control->setUp) {
+      control->maximumFrames = format.maximumFrames;
+      control->channels = format.stereo + 1;
     }
   }
 

@@ -63,20 +63,6 @@ TEST(NodePexonTest, DeclaresParametersAndProperties) {
   EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_slow_threshold, 1, 0), nullptr);
   EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_slow_delay, 0, 7)->getMaximum(), 500.0f);
   EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_fast_threshold, 1, 3)->getMinimum(), -999.0f);
-  EXPECT_EQ(node.getProperty(PropertyIdentifier::tech_level)->getValue().getNumber(), 4.0f);
-  EXPECT_EQ(node.getProperty(PropertyIdentifier::lib_version)->getValue().getText(), "pex-1.5.0-ne10_neon");
-}
-
-TEST(NodePexonTest, SetupChannelsRatesAndLatency) {
-  node_pexon node;
-  EXPECT_EQ(node.getLatency(), 0);
-  EXPECT_FALSE(node.setup(3, 3, 256, 48000.0));
-  EXPECT_FALSE(node.setup(2, 2, 256, 31998.0));
-  for (auto [rate, hop] : {std::pair{48000.0, 64}, {96000.0, 128}, {192000.0, 256}}) {
-    ASSERT_TRUE(node.setup(2, 1, 256, rate));
-    EXPECT_EQ(node.getInternalBlockSize(), hop);
-    EXPECT_EQ(node.getLatency(), 3 * hop);
-  }
 }
 
 void setUpBoosted(node_pexon& node, int inputs, int outputs) {
