@@ -98,21 +98,19 @@ TEST(NodePexonTest, PresetReachesTheEngineAndBypassFadesToDry) {
   // No payload yet: the engine leaves the audio alone, and hops of 64
   // divide host blocks of 256, so nothing is delayed either.
   EXPECT_EQ(renderNode(node, 1, 1, {input}, 256)[0], input);
-  const size_t delay = 192;
-
   applyPayload(node, larkspin_test::flatParameters(12.0f));
-  const auto boosted = renderNode(node, 1, 1, {input}, 256);
-  double in = 0.0, out = 0.0;
-  for (size_t i = 24000; i < input.size(); ++i) {
-    in += double(input[i]) * input[i];
-    out += double(boosted[0][i]) * boosted[0][i];
-  }
-  EXPECT_GT(10.0 * std::log10(out / in), 6.0);
-
   node.getParameter(ParameterIdentifier::vorafier_bypass, 0, 0)->setValue(1.0f);
-  const auto bypassed = renderNode(node, 1, 1, {input}, 256);
+  const std::vector<float> output = renderNode(node, 1, 1, {input}, 256)[0];
+  const size_t latency = static_cast<size_t>(node.getLatency());
+  // Early on the boosted wet signal still dominates; after ten time
+  // constants of the 50 ms fade only the delayed dry signal is left.
+  double early = 0.0;
+  for (size_t i = 480; i < 960; ++i) {
+    early = std::max(early, std::fabs(double(output[i]) - input[i - latency]));
+  }
+  EXPECT_GT(early, 0.05);
   for (size_t i = 24000; i < input.size(); ++i) {
-    ASSERT_NEAR(bypassed[0][i], input[i - delay], 2e-4f) << i;
+    ASSERT_NEAR(output[i], input[i - latency], 2e-4f) << i;
   }
   EXPECT_EQ(node.getLatency(), 192);
 }

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -123,11 +124,7 @@ TEST(PresetTest, UnparsableKeysAreSkippedWithOneLineEach) {
     });
   });
   EXPECT_EQ(visited, std::vector<std::string>{"vorafier_gain_0_1"});
-  size_t lines = 0;
-  for (char c : out) {
-    lines += c == '\n';
-  }
-  EXPECT_EQ(lines, badKeys.size());
+  EXPECT_EQ(static_cast<size_t>(std::count(out.begin(), out.end(), '\n')), badKeys.size());
   EXPECT_EQ(out.rfind("*****", 0), 0u);
 }
 
