@@ -1,0 +1,47 @@
+#include "larkspin/batch.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <mutex>
+#include <thread>
+
+namespace larkspin_tool {
+
+std::vector<FileResult> processFiles(const std::vector<FileJob>& jobs, const ProcessOptions& options, int workers,
+                                     bool showProgress) {
+  workers = std::clamp(workers, 1, std::max(1, static_cast<int>(jobs.size())));
+  long total = 0;
+  for (const FileJob& job : jobs) {
+    total += audioFileFrames(job.input);
+  }
+  ProgressBar progress(total, showProgress);
+  // All controls exist, with their settings, before any of them processes.
+  std::vector<ControlHandle> controls = makeControls(workers, options);
+
+  std::vector<FileResult> results(jobs.size());
+  std::atomic<size_t> next{0};
+  std::mutex errorLock;
+  const auto work = [&](vora_ap_control* control) {
+    for (size_t i; (i = next++) < jobs.size();) {
+      results[i] = processFile(jobs[i], control, options, &progress);
+      if (!results[i].ok) {
+        std::lock_guard lock(errorLock);
+        std::fprintf(stderr, "larkspin: error: %s%s%s\n", jobs.size() > 1 ? jobs[i].input.c_str() : "",
+                     jobs.size() > 1 ? ": " : "", results[i].error.c_str());
+      }
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int w = 1; w < workers; ++w) {
+    threads.emplace_back(work, controls[static_cast<size_t>(w)].get());
+  }
+  work(controls[0].get());
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  progress.finish();
+  return results;
+}
+
+} // namespace larkspin_tool
