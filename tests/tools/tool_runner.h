@@ -39,11 +39,12 @@ protected:
   std::string path(const std::string& name) const { return (dir_ / name).string(); }
 
   // `arguments` is a shell fragment; the program's name goes in front.
-  ToolRun run(const std::string& arguments) const {
-    const std::string out = path("stdout.txt"), err = path("stderr.txt");
+  // Standard output goes to `stdoutTo`, or else is captured.
+  ToolRun run(const std::string& arguments, const std::string& stdoutTo = "") const {
+    const std::string out = stdoutTo.empty() ? path("stdout.txt") : stdoutTo, err = path("stderr.txt");
     const std::string command = std::string(LARKSPIN_TOOL_PATH) + " " + arguments + " >" + out + " 2>" + err;
     const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(out), slurp(err)};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, stdoutTo.empty() ? slurp(out) : "", slurp(err)};
   }
 
   static std::string slurp(const std::string& file) {

@@ -25,12 +25,15 @@ std::string lowercase(std::string text) {
 // The container named by an extension, from libsndfile's own table, or 0.
 int majorFormatFor(std::string extension) {
   extension = lowercase(extension);
+  // Common names that libsndfile's table spells differently.
   if (extension == "aif") {
     extension = "aiff";
   } else if (extension == "snd") {
     extension = "au";
-  } else if (extension == "oga" || extension == "opus") {
-    extension = "ogg";
+  } else if (extension == "ogg") {
+    extension = "oga";
+  } else if (extension == "mp3") {
+    extension = "m1a";
   }
   int count = 0;
   sf_command(nullptr, SFC_GET_FORMAT_MAJOR_COUNT, &count, sizeof(count));
@@ -144,8 +147,9 @@ int chooseOutputFormat(const std::string& outputPath, const std::string& formatN
       }
     }
   }
-  const int subtypes[] = {inputFormat & SF_FORMAT_SUBMASK, SF_FORMAT_FLOAT, SF_FORMAT_PCM_24, SF_FORMAT_PCM_16,
-                          SF_FORMAT_VORBIS};
+  const int subtypes[] = {
+      inputFormat & SF_FORMAT_SUBMASK, SF_FORMAT_FLOAT, SF_FORMAT_PCM_24, SF_FORMAT_PCM_16, SF_FORMAT_VORBIS,
+      SF_FORMAT_MPEG_LAYER_III};
   for (int subtype : subtypes) {
     if (canWrite(major | subtype, channels, sampleRate)) {
       return major | subtype;

@@ -128,7 +128,7 @@ int runPresetEncode(const std::string& jsonPath, const std::string& outPath) {
   if (!out.write(reinterpret_cast<const char*>(payload.data()), static_cast<std::streamsize>(payload.size())) ||
       !out.flush()) {
     out.close();
-    std::remove(outPath.c_str());
+    removePartialFile(outPath);
     throw ToolError("cannot write '" + outPath + "'");
   }
   return 0;
@@ -245,21 +245,24 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
+    int status = 0;
     if (*processCommand) {
-      return runProcess(process);
+      status = runProcess(process);
+    } else if (*decodeCommand) {
+      status = runPresetDecode(decodePath);
+    } else if (*encodeCommand) {
+      status = runPresetEncode(encodeIn, encodeOut);
+    } else if (*plotCommand) {
+      status = runPlot(plotRate, plotPreset, plotOut);
+    } else if (*demoCommand) {
+      status = runDemo(demoDir);
     }
-    if (*decodeCommand) {
-      return runPresetDecode(decodePath);
+    // What went to standard output counts only if it arrived.
+    std::cout.flush();
+    if (!std::cout || std::fflush(stdout) != 0 || std::ferror(stdout)) {
+      throw ToolError("writing to standard output failed");
     }
-    if (*encodeCommand) {
-      return runPresetEncode(encodeIn, encodeOut);
-    }
-    if (*plotCommand) {
-      return runPlot(plotRate, plotPreset, plotOut);
-    }
-    if (*demoCommand) {
-      return runDemo(demoDir);
-    }
+    return status;
   } catch (const UsageError& error) {
     std::fprintf(stderr, "larkspin: error: %s (see larkspin --help)\n", error.what());
     return 2;
@@ -267,5 +270,4 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "larkspin: error: %s\n", error.what());
     return 1;
   }
-  return 0;
 }
