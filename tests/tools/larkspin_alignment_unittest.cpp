@@ -18,7 +18,7 @@ protected:
   std::vector<std::string> writeInputs() {
     std::vector<std::string> names;
     for (int rate : kRates) {
-      const Audio audio = testSignal(rate, (rate / 100) % 2 == 1 ? 1 : 2, rate / 10, static_cast<unsigned>(rate));
+      const Audio audio = testSignal(rate, (rate / 100) % 2 == 1 ? 1 : 2, rate / 25, static_cast<unsigned>(rate));
       for (const auto& [suffix, format] : {std::pair{"i16", SF_FORMAT_PCM_16}, std::pair{"f32", SF_FORMAT_FLOAT}}) {
         names.push_back(std::to_string(rate) + "-" + suffix + ".wav");
         write("in/" + names.back(), audio, SF_FORMAT_WAV | format);
@@ -80,7 +80,7 @@ TEST_F(AlignmentTest, DryRunsGiveTheInputBackForEveryBlockAndRate) {
 // silence that re-blocking adds is all removed.
 TEST_F(AlignmentTest, ProcessedOutputDoesNotDependOnTheBlockLength) {
   for (int rate : {44100, 96000}) {
-    write("in.wav", testSignal(rate, 2, rate / 5, 7u), SF_FORMAT_WAV | SF_FORMAT_FLOAT);
+    write("in.wav", testSignal(rate, 2, rate / 10, 7u), SF_FORMAT_WAV | SF_FORMAT_FLOAT);
     for (const char* intensity : {"1", "0.5"}) {
       std::vector<Audio> outputs;
       for (int block : kBlocks) {
