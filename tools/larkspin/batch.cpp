@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <mutex>
 #include <thread>
 
 namespace larkspin_tool {
@@ -21,14 +20,12 @@ std::vector<FileResult> processFiles(const std::vector<FileJob>& jobs, const Pro
 
   std::vector<FileResult> results(jobs.size());
   std::atomic<size_t> next{0};
-  std::mutex errorLock;
   const auto work = [&](vora_ap_control* control) {
     for (size_t i; (i = next++) < jobs.size();) {
       results[i] = processFile(jobs[i], control, options, &progress);
       if (!results[i].ok) {
-        std::lock_guard lock(errorLock);
-        std::fprintf(stderr, "larkspin: error: %s%s%s\n", jobs.size() > 1 ? jobs[i].input.c_str() : "",
-                     jobs.size() > 1 ? ": " : "", results[i].error.c_str());
+        progress.print("larkspin: error: " + (jobs.size() > 1 ? jobs[i].input + ": " : std::string()) +
+                       results[i].error);
       }
     }
   };

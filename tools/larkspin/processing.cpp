@@ -46,7 +46,9 @@ std::vector<ControlHandle> makeControls(int count, const ProcessOptions& options
     }
   }
   Payload payload = options.payload;
-  vora_ap_apply_preset_payload(payload.data());
+  if (!vora_ap_apply_preset_payload(payload.data())) {
+    throw ToolError("the library refuses the preset");
+  }
   vora_ap_set_vorafication_intensity(options.intensity);
   vora_ap_set_bypassed(options.bypass);
   return controls;

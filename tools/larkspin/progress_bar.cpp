@@ -62,6 +62,15 @@ void ProgressBar::draw(long done) {
   std::fflush(stderr);
 }
 
+void ProgressBar::print(const std::string& line) {
+  std::lock_guard lock(mutex_);
+  const bool barShown = enabled_ && !finished_ && drawnAt_ >= 0;
+  std::fprintf(stderr, "%s%s\n", barShown ? "\r\033[K" : "", line.c_str());
+  if (barShown) {
+    draw(drawnAt_);
+  }
+}
+
 void ProgressBar::finish() {
   std::lock_guard lock(mutex_);
   if (enabled_ && !finished_ && drawnAt_ >= 0) {

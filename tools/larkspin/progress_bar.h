@@ -16,6 +16,8 @@ public:
 
   void advance(long frames);
   void finish();
+  // Prints a line of its own on standard error, above the bar.
+  void print(const std::string& line);
 
 private:
   void draw(long done); // with the mutex held
