@@ -94,5 +94,25 @@ TEST_F(AlignmentTest, ProcessedOutputDoesNotDependOnTheBlockLength) {
   }
 }
 
+// A partial intensity mixes processed and dry audio in that proportion from
+// the file's first sample on.
+TEST_F(AlignmentTest, IntensityIsInForceFromTheFirstSample) {
+  write("in.wav", testSignal(48000, 2, 9600, 9u), SF_FORMAT_WAV | SF_FORMAT_FLOAT);
+  ASSERT_EQ(run("process " + path("in.wav") + " " + path("wet.wav") + " --align --quiet --block 480").status, 0);
+  const Audio in = read("in.wav"), wet = read("wet.wav");
+  for (float intensity : {0.25f, 0.5f, 0.75f}) {
+    const ToolRun result = run("process " + path("in.wav") + " " + path("mix.wav") + " --align --quiet --block 480" +
+                               " --intensity " + std::to_string(intensity));
+    ASSERT_EQ(result.status, 0) << result.err;
+    const Audio mix = read("mix.wav");
+    for (size_t ch = 0; ch < in.channels.size(); ++ch) {
+      for (size_t i = 0; i < in.channels[ch].size(); ++i) {
+        const float expected = intensity * wet.channels[ch][i] + (1.0f - intensity) * in.channels[ch][i];
+        ASSERT_NEAR(mix.channels[ch][i], expected, 2e-6f) << intensity << " at " << i;
+      }
+    }
+  }
+}
+
 } // namespace
 } // namespace larkspin_test

@@ -1,6 +1,7 @@
 #include "larkspin/command_line.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 
 namespace larkspin_tool {
@@ -96,6 +97,9 @@ std::string describeUsageError(const CLI::App& app, const std::vector<std::strin
   }
   std::string message = error.what();
   std::replace(message.begin(), message.end(), '\n', ' ');
+  if (!message.empty()) {
+    message[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(message[0])));
+  }
   return message;
 }
 
