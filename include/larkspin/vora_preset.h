@@ -29,15 +29,15 @@ extern "C" {
 
 /* Allowed ranges: what the processing accepts intersected with what the
  * payload can carry. Inclusive. */
-#define VORA_PRESET_GAIN_DB_MIN (-42.14f) /* payload: linear factor 1/128 */
-#define VORA_PRESET_GAIN_DB_MAX 48.16f    /* payload: 32767/128           */
+#define VORA_PRESET_GAIN_DB_MIN (-42.1443f) /* payload: linear factor 1/128 */
+#define VORA_PRESET_GAIN_DB_MAX 48.1646f    /* payload: 32767/128           */
 #define VORA_PRESET_THRESHOLD_DB_MIN (-256.0f)
 #define VORA_PRESET_THRESHOLD_DB_MAX 0.0f
 #define VORA_PRESET_TIME_MS_MAX 255.0f /* delay and time constant, whole ms */
 
 /* Values of one channel of one band. */
 typedef struct vora_preset_channel {
-  float gainDb;          /* fixed band gain, dB, -42.14..48.16 (steps: linear factor n/128) */
+  float gainDb;          /* fixed band gain, dB, -42.1443..48.1646 (steps: linear factor n/128) */
   float fastThresholdDb; /* fast compressor threshold, dB, -256..0 (steps of 1/128 dB) */
   float fastRatio;       /* output slope above the threshold, 0..1 (steps of 1/255);
                             1 = no compression, 0.5 = 2:1, 0 = hard limit */
@@ -124,8 +124,8 @@ LARKSPIN_API int vora_preset_encode(const vora_preset* preset, unsigned char* pa
 
 /* Writes one line describing `issue` into `text` (always NUL-terminated when
  * `capacity` > 0), for example
- *   "band 3, channel 0, gainDb = 90 is outside the allowed range -42.14 to 48.16"
- *   "band 3, channel 0, fastRatio = 0.3 is stored as 0.298039"
+ *   "band 3, channel 0, gainDb = 90 is outside the allowed range -42.1443 to 48.1646"
+ *   "band 3, channel 0, fastRatio = 0.299 is stored as 0.298039"
  * Returns the length of the full line (as snprintf does), or -1 when `issue`
  * is NULL, or `text` is NULL with a positive capacity. */
 LARKSPIN_API int vora_preset_format_issue(const vora_preset_issue* issue, char* text, size_t capacity);
@@ -133,7 +133,7 @@ LARKSPIN_API int vora_preset_format_issue(const vora_preset_issue* issue, char* 
 /* One analysis band at a sample rate. */
 typedef struct vora_band_info {
   double lowHz;    /* nominal lower edge, Hz (0 for band 0)                  */
-  double centreHz; /* geometric centre, Hz (band 0: 105.1, band 13: upper edge
+  double centreHz; /* geometric centre, Hz (band 0: 105.1, band 13: lower edge
                       times sqrt 2, capped at the Nyquist frequency)        */
   double highHz;   /* nominal upper edge, Hz (sample rate / 2 for band 13)   */
   bool controlled; /* false for band 13, which always passes at unity gain  */

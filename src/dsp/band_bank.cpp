@@ -34,7 +34,6 @@ BandDesign designBand(int band, double sampleRate) {
   return {Shape::Bandpass, 4, std::atan(omega0 / 2.0), omega0 / (2.0 * t2 - 2.0 * t1)};
 }
 
-// |H|^2 of the Butterworth band at the angular frequency omega (rad/sample).
 double weightAt(const BandDesign& design, double omega) {
   const double k = std::cos(design.theta) / std::sin(design.theta);
   const Complex zInverse(std::cos(omega), -std::sin(omega));
@@ -55,18 +54,21 @@ double weightAt(const BandDesign& design, double omega) {
 
 } // namespace
 
+double bandWeight(int band, double sampleRate, double omega) {
+  return weightAt(designBand(band, sampleRate), omega);
+}
+
 void BandBank::build(float rate, uint32_t size, float thresholdDb) {
   fftSize = size;
   binCount = size / 2;
   sampleRate = rate;
   const float threshold = std::pow(10.0f, thresholdDb / 20.0f) - 1.1754944e-38f;
   for (int band = 0; band < kBandCount; ++band) {
-    const BandDesign design = designBand(band, static_cast<double>(rate));
     float* table = weights[band];
     std::fill(table, table + kMaxBinCount, 0.0f);
     for (uint32_t bin = 0; bin < binCount; ++bin) {
       const double omega = std::numbers::pi / binCount * std::max(static_cast<double>(bin), 1e-10);
-      table[bin] = static_cast<float>(weightAt(design, omega));
+      table[bin] = static_cast<float>(bandWeight(band, static_cast<double>(rate), omega));
     }
     // The range starts at the first weight above the threshold and ends at
     // the first one after it that is not.

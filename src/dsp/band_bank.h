@@ -19,6 +19,18 @@ inline constexpr double kBandEdgesHz[13] = {210.224103813429, 297.30177875068,  
                                             3363.58566101486, 4756.82846001089, 6727.17132202972, 9513.65692002177,
                                             13454.3426440594};
 
+// FFT size of the engine at `sampleRate` (Hz): 256 up to 50 kHz, 512 up to
+// 100 kHz, 1024 above.
+inline uint32_t fftSizeForRate(float sampleRate) {
+  return sampleRate <= 50000.0f ? 256u : sampleRate <= 100000.0f ? 512u : 1024u;
+}
+
+// |H|^2 of band `band` (0..13) at the angular frequency `omega` (rad/sample,
+// above 0 and up to pi) for `sampleRate` (Hz): the formula behind every table
+// entry, also between the bins. The tables take bin 0 at a tiny positive
+// omega, where the formula is still finite.
+double bandWeight(int band, double sampleRate, double omega);
+
 // The bins where a band's weight is above the search threshold.
 struct BandRange {
   const float* firstWeight = nullptr; // weight of `firstBin`

@@ -42,7 +42,7 @@ BandGains computeBandGain(int band, const float* bandSums, int channelCount, con
   }
 
   const float timeConstantHops = record.slowTimeConstantMs / hopMilliseconds;
-  if (std::fabs(state.smoother.length() - timeConstantHops) > 0.001f) {
+  if (!state.smoother.hasLength(timeConstantHops)) {
     state.smoother.initialise(timeConstantHops, 0.0f);
   }
   const float excess = std::max(slowLevelDb - record.slowThresholdDb, 0.0f) * record.slowFactor;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cmath>
+#include <limits>
 
 namespace vora {
 
@@ -15,6 +16,7 @@ public:
   // at y0 instead of 0/-0; any other length follows the formulas as given.
   void initialise(float lengthSteps, float startValue) {
     lengthSteps_ = lengthSteps;
+    initialised_ = true;
     const float c = (lengthSteps > 0.0f && lengthSteps < 0.5f) ? 1.0f : lengthSteps;
     a_ = 1.0f / c - 1.0f;
     b_ = a_ + 1.0f;
@@ -32,9 +34,14 @@ public:
     return y_;
   }
 
-  // The length exactly as it was last initialised, so that "has the wanted
-  // length changed" is false for an unchanged length.
+  // The length exactly as it was last initialised; NaN before the first
+  // initialisation, since a smoother that was never set up has no length.
   float length() const { return lengthSteps_; }
+
+  // Whether the smoother was initialised with a length within 0.001 steps of
+  // `lengthSteps`. Never true before the first initialisation, whatever the
+  // wanted length: the first use always sets the smoother up.
+  bool hasLength(float lengthSteps) const { return initialised_ && !(std::fabs(lengthSteps_ - lengthSteps) > 0.001f); }
 
   float state() const { return y_; }
   void setState(float y) { y_ = y; }
@@ -45,7 +52,8 @@ private:
   float b_ = 0.0f;
   float y_ = 0.0f;
   float epsilon_ = 1e-20f;
-  float lengthSteps_ = 1.0f; // 1/(a+1) of the all-zero state
+  float lengthSteps_ = std::numeric_limits<float>::quiet_NaN();
+  bool initialised_ = false;
 };
 
 } // namespace vora

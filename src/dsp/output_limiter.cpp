@@ -8,12 +8,12 @@ namespace vora {
 void OutputLimiter::limit(float* overlap, HopFifo& envelope, uint32_t hop, float attackLength, float releaseLength) {
   // Re-initialised only when the wanted length really changes (first hop,
   // new sample rate), so that the release carries over between hops.
-  if (std::fabs(release_.length() - releaseLength) > 0.001f) {
+  if (!release_.hasLength(releaseLength)) {
     releaseCurrent_ = kFloor;
     release_.initialise(releaseLength, 0.0f);
     release_.setState(releaseCurrent_);
   }
-  if (std::fabs(attack_.length() - attackLength) > 0.001f) {
+  if (!attack_.hasLength(attackLength)) {
     attackCurrent_ = kFloor;
     attack_.initialise(attackLength, 0.0f);
     attack_.setState(attackCurrent_);

@@ -49,7 +49,7 @@ int PexVorafier::setup(float sampleRate) {
     configured_ = false;
     return -1;
   }
-  const uint32_t fftSize = sampleRate <= 50000.0f ? 256u : sampleRate <= 100000.0f ? 512u : 1024u;
+  const uint32_t fftSize = fftSizeForRate(sampleRate);
   bandBank_.build(sampleRate, fftSize, kBandThresholdDb);
   if (!fft_.setup(fftSize)) {
     configured_ = false;

@@ -1,6 +1,7 @@
 /* The public C header must compile as C99: this translation unit is built
  * with the test binaries and calls every function once. */
 #include <larkspin/vora_ap.h>
+#include <larkspin/vora_preset.h>
 
 #include <stddef.h>
 
@@ -23,6 +24,19 @@ int larkspin_c_header_check(void) {
   (void)vora_ap_get_lib_version();
   (void)vora_ap_get_wrapper_version();
   (void)vora_ap_get_processing_latency(control);
+  vora_preset preset;
+  vora_preset_issue issue = {VORA_PRESET_REFUSED, 0, 0, VORA_PRESET_GAIN_DB, 0.0f, 0.0f, 0.0f, 0.0f};
+  vora_band_info bands[VORA_BAND_COUNT];
+  char text[80];
+  int issueCount = 0;
+  ok = vora_preset_default(&preset) && ok;
+  ok = vora_preset_encode(&preset, payload, &issue, 1, &issueCount) == 0 && ok;
+  ok = vora_preset_check(&preset, NULL, 0, NULL) == 0 && ok;
+  ok = vora_preset_decode(payload, &preset) && ok;
+  ok = vora_preset_format_issue(&issue, text, sizeof text) > 0 && ok;
+  ok = vora_preset_field_name(VORA_PRESET_SLOW_FACTOR) != NULL && ok;
+  ok = vora_preset_band_layout(48000.0f, bands) == 256 && ok;
+  ok = vora_preset_band_response_db(48000.0f, 5, bands[5].centreHz) > -1.0 && ok;
   ok = vora_ap_destroy(control) && ok;
   (void)vora_ap_create;
   (void)vora_ap_destroy_control;

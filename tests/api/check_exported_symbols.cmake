@@ -1,5 +1,5 @@
 # Fails unless the shared object exports exactly the public interface: the
-# vora_ap_* functions and the members of vora::GenericAudioProcessor.
+# vora_ap_* and vora_preset_* functions and the members of vora::GenericAudioProcessor.
 #   cmake -DLIBRARY=<path to liblarkspin.so> [-DNM=<nm of the target toolchain>] -P check_exported_symbols.cmake
 if(NOT NM)
   set(NM nm)
@@ -15,13 +15,13 @@ foreach(line IN LISTS lines)
     continue()
   endif()
   string(REGEX REPLACE "^[0-9a-fA-F]+ [A-Za-z] " "" name "${line}")
-  if(name MATCHES "^vora_ap_[a-z_]+$" OR name MATCHES "^vora::GenericAudioProcessor::")
+  if(name MATCHES "^vora_(ap|preset)_[a-z_]+$" OR name MATCHES "^vora::GenericAudioProcessor::")
     math(EXPR count "${count} + 1")
   else()
     message(FATAL_ERROR "unexpected exported symbol: ${line}")
   endif()
 endforeach()
-if(count LESS 17)
+if(count LESS 25)
   message(FATAL_ERROR "only ${count} public symbols exported")
 endif()
 message(STATUS "${count} exported symbols, all public")

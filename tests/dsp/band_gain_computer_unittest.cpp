@@ -102,5 +102,43 @@ TEST(BandGainComputerTest, TwoChannelsShareTheSlowGain) {
   EXPECT_NEAR(second.gainDb[1], -87.5f + 2.0f, 1e-3f);
 }
 
+// Time constants of 0 ms and of exactly one hop make the slow smoother a
+// pass-through from the first hop: on a fresh state, and after the state ran
+// with another time constant. Hop of 64 at 32 kHz: 2 ms.
+TEST(BandGainComputerTest, OneHopAndZeroTimeConstantsPassTheExcessFromTheFirstHop) {
+  constexpr float hopMs = 2.0f;
+  for (float timeConstantMs : {0.0f, hopMs}) {
+    for (bool warmedUp : {false, true}) {
+      VorafierParameters parameters;
+      auto& band = parameters.bands[3];
+      band.fastRatio0 = 1.0f;
+      band.slowThresholdDb = -100.0f;
+      band.slowFactor = 0.5f;
+      band.slowDelayMs = 0.0f;
+      SlowGainState state;
+      if (warmedUp) {
+        band.slowTimeConstantMs = 50.0f;
+        const float loud[2] = {1.0f, 0.0f};
+        for (int hop = 0; hop < 20; ++hop) {
+          computeBandGain(3, loud, 1, parameters, hopMs, state);
+        }
+      }
+      band.slowTimeConstantMs = timeConstantMs;
+      // A 0 dB band at a slow gain S is 100 + S dB over the threshold, so the
+      // next hop's slow gain is -(100 + S) / 2.
+      const float silence[2] = {0.0f, 0.0f};
+      const float loud[2] = {1.0f, 0.0f};
+      computeBandGain(3, silence, 1, parameters, hopMs, state); // flushes the one-hop line
+      float slowDb = computeBandGain(3, loud, 1, parameters, hopMs, state).gainDb[0];
+      EXPECT_NEAR(slowDb, 0.0f, 1e-4f);
+      for (int hop = 0; hop < 3; ++hop) {
+        const float expectedDb = -(100.0f + slowDb) / 2.0f;
+        slowDb = computeBandGain(3, loud, 1, parameters, hopMs, state).gainDb[0];
+        EXPECT_NEAR(slowDb, expectedDb, 1e-3f) << timeConstantMs << " ms, warmed up " << warmedUp << ", hop " << hop;
+      }
+    }
+  }
+}
+
 } // namespace
 } // namespace vora

@@ -30,14 +30,15 @@ TEST(OnePoleSmootherTest, EpsilonAlternatesSignOnEveryStepIncludingPassThrough) 
   EXPECT_EQ(passThrough.step(0.125f), 0.125f);
 }
 
-TEST(OnePoleSmootherTest, LengthReadsBackExactly) {
-  for (float length : {278.0f, 187.5f, 0.25f, 0.0f}) {
+TEST(OnePoleSmootherTest, LengthReadsBackExactlyAndOnlyOnceInitialised) {
+  for (float length : {278.0f, 187.5f, 1.0f, 0.25f, 0.0f}) {
     OnePoleSmoother smoother;
+    EXPECT_FALSE(smoother.hasLength(length)) << length;
     smoother.initialise(length, 0.0f);
     EXPECT_EQ(smoother.length(), length);
+    EXPECT_TRUE(smoother.hasLength(length + 0.0009f)) << length;
+    EXPECT_FALSE(smoother.hasLength(length + 0.002f)) << length;
   }
-  // The all-zero state has a = 0, i.e. a length of 1.
-  EXPECT_EQ(OnePoleSmoother{}.length(), 1.0f);
 }
 
 TEST(OnePoleSmootherTest, LengthOneAndShorterStartAtTheStartValueAndStayFinite) {

@@ -26,7 +26,7 @@ def design(band, rate):
 
 
 def main():
-    for rate, size in ((44100, 256), (96000, 512)):
+    for rate, size in ((44100, 256), (48000, 256), (96000, 512), (192000, 1024)):
         bins = np.arange(size // 2)
         freqs = np.maximum(bins, 1e-10) * rate / size
         for band in range(14):

@@ -1,0 +1,297 @@
+#include <larkspin/vora_preset.h>
+
+#include "support/allocation_counter.h"
+#include "support/test_payloads.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using larkspin_test::Payload;
+
+float& fieldOf(vora_preset& preset, int band, int channel, vora_preset_field field) {
+  vora_preset_band& b = preset.bands[band];
+  vora_preset_channel& c = b.channels[channel < 0 ? 0 : channel];
+  float* slots[VORA_PRESET_FIELD_COUNT] = {&c.gainDb,     &c.fastThresholdDb, &c.fastRatio,         &b.slowThresholdDb,
+                                           &b.slowFactor, &b.slowDelayMs,     &b.slowTimeConstantMs};
+  return *slots[field];
+}
+
+bool isBandField(int field) {
+  return field >= VORA_PRESET_SLOW_THRESHOLD_DB;
+}
+
+vora_preset defaultPreset() {
+  vora_preset preset;
+  EXPECT_TRUE(vora_preset_default(&preset));
+  return preset;
+}
+
+// Unquantised values anywhere in the allowed ranges.
+vora_preset randomPreset(std::mt19937& random) {
+  std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+  vora_preset preset;
+  for (vora_preset_band& band : preset.bands) {
+    for (vora_preset_channel& channel : band.channels) {
+      channel.gainDb = VORA_PRESET_GAIN_DB_MIN + (VORA_PRESET_GAIN_DB_MAX - VORA_PRESET_GAIN_DB_MIN) * unit(random);
+      channel.fastThresholdDb = -256.0f * unit(random);
+      channel.fastRatio = unit(random);
+    }
+    band.slowThresholdDb = -256.0f * unit(random);
+    band.slowFactor = unit(random);
+    band.slowDelayMs = 255.0f * unit(random);
+    band.slowTimeConstantMs = 255.0f * unit(random);
+  }
+  return preset;
+}
+
+std::vector<vora_preset_issue> check(const vora_preset& preset, int* refused = nullptr) {
+  std::vector<vora_preset_issue> issues(200);
+  int count = 0;
+  const int result = vora_preset_check(&preset, issues.data(), static_cast<int>(issues.size()), &count);
+  if (refused != nullptr) {
+    *refused = result;
+  }
+  issues.resize(static_cast<size_t>(count));
+  return issues;
+}
+
+std::string format(const vora_preset_issue& issue) {
+  char text[160];
+  const int length = vora_preset_format_issue(&issue, text, sizeof text);
+  EXPECT_EQ(length, static_cast<int>(std::strlen(text)));
+  return text;
+}
+
+// Encoding stores each value to within half a step of its field, and every
+// change beyond float noise is reported with the value the payload carries.
+// What comes back is a fixed point: it encodes without a single issue.
+TEST(PresetTest, RandomPresetsSurviveEncodingUpToQuantisation) {
+  std::mt19937 random(1301);
+  const double halfStep[VORA_PRESET_FIELD_COUNT] = {0.0, 0.5 / 128, 0.5 / 255, 0.5 / 128, 0.5 / 255, 0.5, 0.5};
+  for (int round = 0; round < 50; ++round) {
+    vora_preset wanted = randomPreset(random);
+    Payload payload{};
+    int refused = -1;
+    const std::vector<vora_preset_issue> issues = check(wanted, &refused);
+    ASSERT_EQ(refused, 0);
+    ASSERT_EQ(vora_preset_encode(&wanted, payload.data(), nullptr, 0, nullptr), 0);
+    vora_preset stored;
+    ASSERT_TRUE(vora_preset_decode(payload.data(), &stored));
+
+    size_t next = 0;
+    for (int band = 0; band < VORA_PRESET_BAND_COUNT; ++band) {
+      for (int channel : {0, 1, -1}) {
+        for (int f = 0; f < VORA_PRESET_FIELD_COUNT; ++f) {
+          if (isBandField(f) != (channel < 0)) {
+            continue;
+          }
+          const auto field = static_cast<vora_preset_field>(f);
+          const float value = fieldOf(wanted, band, channel, field);
+          const float kept = fieldOf(stored, band, channel, field);
+          if (field == VORA_PRESET_GAIN_DB) {
+            const auto linear = [](float db) { return std::pow(10.0, db / 20.0) * 128.0; };
+            EXPECT_LE(std::fabs(linear(kept) - linear(value)), 0.5 + 1e-3) << band << " " << channel;
+          } else {
+            EXPECT_LE(std::fabs(kept - value), halfStep[f] + 1e-4) << band << " " << channel << " " << f;
+          }
+          if (next < issues.size() && issues[next].band == band && issues[next].channel == channel &&
+              issues[next].field == field) {
+            EXPECT_EQ(issues[next].kind, VORA_PRESET_ROUNDED);
+            EXPECT_EQ(issues[next].value, value);
+            EXPECT_EQ(issues[next].stored, kept);
+            ++next;
+          } else {
+            EXPECT_NEAR(kept, value, 1e-5f * std::max(1.0f, std::fabs(value))) << "unreported change";
+          }
+        }
+      }
+    }
+    EXPECT_EQ(next, issues.size()) << "issues out of order";
+
+    Payload again{};
+    int count = -1;
+    EXPECT_EQ(vora_preset_encode(&stored, again.data(), nullptr, 0, &count), 0);
+    EXPECT_EQ(count, 0);
+    EXPECT_EQ(again, payload);
+  }
+}
+
+TEST(PresetTest, ValidPayloadsSurviveDecodingBitForBit) {
+  std::mt19937 random(1302);
+  for (int round = 0; round < 50; ++round) {
+    const Payload payload = larkspin_test::payloadOf(larkspin_test::randomParameters(random));
+    vora_preset preset;
+    ASSERT_TRUE(vora_preset_decode(payload.data(), &preset));
+    Payload encoded{};
+    int count = -1;
+    ASSERT_EQ(vora_preset_encode(&preset, encoded.data(), nullptr, 0, &count), 0);
+    EXPECT_EQ(count, 0);
+    EXPECT_EQ(encoded, payload);
+  }
+}
+
+// Each field, just outside either end of its range and not finite, at a
+// band and channel that differ from field to field.
+TEST(PresetTest, EveryRefusedValueIsReportedWhereItIs) {
+  struct Case {
+    vora_preset_field field;
+    float minimum, maximum;
+  };
+  const Case cases[] = {
+      {VORA_PRESET_GAIN_DB, VORA_PRESET_GAIN_DB_MIN, VORA_PRESET_GAIN_DB_MAX},
+      {VORA_PRESET_FAST_THRESHOLD_DB, -256.0f, 0.0f},
+      {VORA_PRESET_FAST_RATIO, 0.0f, 1.0f},
+      {VORA_PRESET_SLOW_THRESHOLD_DB, -256.0f, 0.0f},
+      {VORA_PRESET_SLOW_FACTOR, 0.0f, 1.0f},
+      {VORA_PRESET_SLOW_DELAY_MS, 0.0f, 255.0f},
+      {VORA_PRESET_SLOW_TIME_CONSTANT_MS, 0.0f, 255.0f},
+  };
+  const float inf = INFINITY;
+  for (const Case& c : cases) {
+    const int band = (3 * c.field + 1) % VORA_PRESET_BAND_COUNT;
+    const int channel = isBandField(c.field) ? -1 : c.field % 2;
+    for (float bad : {std::nextafter(c.minimum, -inf), std::nextafter(c.maximum, inf), -inf, inf, NAN}) {
+      vora_preset preset = defaultPreset();
+      fieldOf(preset, band, channel, c.field) = bad;
+      int refused = -1;
+      const std::vector<vora_preset_issue> issues = check(preset, &refused);
+      ASSERT_EQ(refused, 1) << c.field << " " << bad;
+      ASSERT_EQ(issues.size(), 1u);
+      const vora_preset_issue& issue = issues[0];
+      EXPECT_EQ(issue.kind, VORA_PRESET_REFUSED);
+      EXPECT_EQ(issue.band, band);
+      EXPECT_EQ(issue.channel, channel);
+      EXPECT_EQ(issue.field, c.field);
+      EXPECT_TRUE(std::isnan(bad) ? std::isnan(issue.value) : issue.value == bad);
+      EXPECT_EQ(issue.minimum, c.minimum);
+      EXPECT_EQ(issue.maximum, c.maximum);
+      EXPECT_TRUE(std::isnan(issue.stored));
+      EXPECT_NE(format(issue).find(vora_preset_field_name(c.field)), std::string::npos);
+
+      Payload payload{};
+      payload.fill(0xA5);
+      EXPECT_EQ(vora_preset_encode(&preset, payload.data(), nullptr, 0, nullptr), 1);
+      EXPECT_EQ(payload[17], 0xA5) << "a refused preset must not be written";
+    }
+    // Both ends of the range are accepted and stay in range: nothing wraps.
+    for (float edge : {c.minimum, c.maximum}) {
+      vora_preset preset = defaultPreset();
+      fieldOf(preset, band, channel, c.field) = edge;
+      Payload payload{};
+      ASSERT_EQ(vora_preset_encode(&preset, payload.data(), nullptr, 0, nullptr), 0) << c.field << " " << edge;
+      vora_preset_decode(payload.data(), &preset);
+      const float kept = fieldOf(preset, band, channel, c.field);
+      EXPECT_TRUE(kept >= c.minimum && kept <= c.maximum) << c.field << " " << edge << " stored as " << kept;
+    }
+  }
+}
+
+// The default preset: exactly representable, and what it says it is.
+TEST(PresetTest, DefaultIsExactAndAsDescribed) {
+  const vora_preset preset = defaultPreset();
+  EXPECT_TRUE(check(preset).empty());
+  const float expectedGainsDb[VORA_PRESET_BAND_COUNT] = {1, 0, 0, -1, -1, -1, 0, 4, 4, 4, 3, 2, 2};
+  for (int band = 0; band < VORA_PRESET_BAND_COUNT; ++band) {
+    const vora_preset_band& b = preset.bands[band];
+    for (const vora_preset_channel& c : b.channels) {
+      EXPECT_NEAR(c.gainDb, expectedGainsDb[band], 0.03f) << band;
+      EXPECT_NEAR(c.fastThresholdDb, -20.0f, 1e-6f);
+      EXPECT_NEAR(c.fastRatio, 0.5f, 0.002f);
+    }
+    EXPECT_NEAR(b.slowThresholdDb, -40.0f, 1e-6f);
+    EXPECT_NEAR(b.slowFactor, 0.2f, 1e-6f);
+    EXPECT_EQ(b.slowDelayMs, 20.0f);
+    EXPECT_EQ(b.slowTimeConstantMs, 200.0f);
+  }
+}
+
+// Issues come in band, channel, field order; a short array gets the first
+// ones and the total still counts them all.
+TEST(PresetTest, IssuesAreOrderedCountedAndFormatted) {
+  vora_preset preset = defaultPreset();
+  preset.bands[3].channels[0].gainDb = 90.0f;
+  preset.bands[3].channels[0].fastRatio = 0.299f;
+  preset.bands[3].slowDelayMs = 20.4f;
+  preset.bands[1].channels[1].fastThresholdDb = 3.0f;
+
+  const std::vector<vora_preset_issue> all = check(preset);
+  ASSERT_EQ(all.size(), 4u);
+  EXPECT_EQ(format(all[0]), "band 1, channel 1, fastThresholdDb = 3 is outside the allowed range -256 to 0");
+  EXPECT_EQ(format(all[1]), "band 3, channel 0, gainDb = 90 is outside the allowed range -42.1443 to 48.1646");
+  EXPECT_EQ(format(all[2]), "band 3, channel 0, fastRatio = 0.299 is stored as 0.298039");
+  EXPECT_EQ(all[2].stored, 76.0f / 255.0f);
+  EXPECT_EQ(format(all[3]), "band 3, slowDelayMs = 20.4 is stored as 20");
+
+  vora_preset_issue first[2];
+  int count = 0;
+  EXPECT_EQ(vora_preset_check(&preset, first, 2, &count), 2);
+  EXPECT_EQ(count, 4);
+  EXPECT_EQ(std::memcmp(first, all.data(), sizeof first), 0);
+  EXPECT_EQ(vora_preset_check(&preset, nullptr, 0, nullptr), 2);
+
+  // A short buffer gets a truncated line; the return value is the full length.
+  const int fullLength = static_cast<int>(format(all[2]).size());
+  char text[8];
+  EXPECT_EQ(vora_preset_format_issue(&all[2], text, sizeof text), fullLength);
+  EXPECT_STREQ(text, "band 3,");
+  EXPECT_EQ(vora_preset_format_issue(&all[2], nullptr, 0), fullLength);
+}
+
+TEST(PresetTest, BadArgumentsGetTheDocumentedAnswers) {
+  vora_preset preset = defaultPreset();
+  Payload payload{};
+  vora_preset_issue issue{};
+  int count = 7;
+  EXPECT_FALSE(vora_preset_default(nullptr));
+  EXPECT_FALSE(vora_preset_decode(nullptr, &preset));
+  EXPECT_FALSE(vora_preset_decode(payload.data(), nullptr));
+  EXPECT_EQ(vora_preset_check(nullptr, nullptr, 0, &count), -1);
+  EXPECT_EQ(vora_preset_check(&preset, nullptr, 1, &count), -1);
+  EXPECT_EQ(vora_preset_check(&preset, &issue, -1, &count), -1);
+  EXPECT_EQ(vora_preset_encode(&preset, nullptr, nullptr, 0, &count), -1);
+  EXPECT_EQ(vora_preset_encode(nullptr, payload.data(), nullptr, 0, &count), -1);
+  EXPECT_EQ(count, 7) << "nothing is written on a bad call";
+  EXPECT_EQ(vora_preset_format_issue(nullptr, nullptr, 0), -1);
+  char text[4];
+  EXPECT_EQ(vora_preset_format_issue(&issue, nullptr, sizeof text), -1);
+  EXPECT_EQ(vora_preset_field_name(static_cast<vora_preset_field>(VORA_PRESET_FIELD_COUNT)), nullptr);
+  EXPECT_EQ(vora_preset_field_name(static_cast<vora_preset_field>(-1)), nullptr);
+
+  // Any 196 bytes decode; the all-zero content is a gain of minus infinity,
+  // which a check refuses.
+  Payload zeros{};
+  for (size_t i = 0; i < zeros.size(); ++i) {
+    zeros[i] = i % 2 == 0 ? 0x29 : 0x4E;
+  }
+  ASSERT_TRUE(vora_preset_decode(zeros.data(), &preset));
+  EXPECT_EQ(preset.bands[0].channels[0].gainDb, -INFINITY);
+  EXPECT_EQ(vora_preset_check(&preset, nullptr, 0, &count), 2 * VORA_PRESET_BAND_COUNT);
+}
+
+TEST(PresetTest, NothingAllocates) {
+  larkspin_test::AllocationScope scope;
+  vora_preset preset;
+  vora_preset_default(&preset);
+  unsigned char payload[VORA_AP_PRESET_PAYLOAD_SIZE];
+  vora_preset_issue issues[4];
+  int count = 0;
+  preset.bands[2].channels[1].fastRatio = 0.3f;
+  vora_preset_encode(&preset, payload, issues, 4, &count);
+  vora_preset_decode(payload, &preset);
+  char text[100];
+  vora_preset_format_issue(&issues[0], text, sizeof text);
+  vora_band_info bands[VORA_BAND_COUNT];
+  vora_preset_band_layout(48000.0f, bands);
+  vora_preset_band_response_db(48000.0f, 4, 1000.0);
+  EXPECT_EQ(scope.allocations(), 0u);
+}
+
+} // namespace
