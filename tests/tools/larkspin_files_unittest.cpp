@@ -21,6 +21,24 @@ TEST_F(FilesTest, RefusalsSayWhyAndLeaveNoOutput) {
   write("in.wav", testSignal(48000, 2, 4800, 1u), SF_FORMAT_WAV | SF_FORMAT_PCM_16);
   const std::string in = path("in.wav") + " ";
   const Audio before = read("in.wav");
+  // Payloads the library refuses: all zeros (gains of minus infinity) and noise.
+  std::ofstream(path("zero.bin"), std::ios::binary) << std::string(196, '\0');
+  std::mt19937 random(5u);
+  std::string noise(196, ' ');
+  for (char& byte : noise) {
+    byte = static_cast<char>(random());
+  }
+  std::ofstream(path("random.bin"), std::ios::binary) << noise;
+  nlohmann::json flat = {{"bands", nlohmann::json::array()}};
+  for (int band = 0; band < 13; ++band) {
+    const nlohmann::json channel = {{"gainDb", 0}, {"fastThresholdDb", 0}, {"fastRatio", 1}};
+    flat["bands"].push_back({{"channels", {channel, channel}},
+                             {"slowThresholdDb", 0},
+                             {"slowFactor", 0},
+                             {"slowDelayMs", 0},
+                             {"slowTimeConstantMs", 0}});
+  }
+  std::ofstream(path("flat.json")) << flat.dump();
   struct Case {
     std::string arguments;
     int status;
@@ -43,6 +61,13 @@ TEST_F(FilesTest, RefusalsSayWhyAndLeaveNoOutput) {
       {"process --intensty 0.5 " + in + path("o.wav"), 2, "did you mean '--intensity'?", "o.wav"},
       {"process " + in, 2, "IN and OUT", ""},
       {"preset encode " + path("missing.json") + " /dev/full", 1, "cannot read", ""},
+      {"process " + in + path("o.wav") + " --preset " + path("zero.bin"), 1, "the library refuses the payload",
+       "o.wav"},
+      {"process " + in + path("o.wav") + " --preset " + path("random.bin"), 1, "more refused)", "o.wav"},
+      {"preset decode " + path("zero.bin"), 1, "band 0, channel 0, ", ""},
+      {"plot --rate 48000 --preset " + path("random.bin") + " " + path("o.svg"), 1, "refuses", "o.svg"},
+      {"preset encode " + path("flat.json") + " /dev/full", 1, "cannot write '/dev/full'", ""},
+      {"preset decode " + path("flat.json"), 1, "standard output", "", "/dev/full"},
   };
   for (const Case& c : cases) {
     const ToolRun result = run(c.arguments, c.stdoutTo);
@@ -50,6 +75,7 @@ TEST_F(FilesTest, RefusalsSayWhyAndLeaveNoOutput) {
     EXPECT_EQ(result.err.rfind("larkspin: error: ", 0), 0u) << c.arguments << "\n" << result.err;
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << c.arguments << "\n" << result.err;
     EXPECT_NE(result.err.find(c.message), std::string::npos) << c.arguments << "\n" << result.err;
+    EXPECT_EQ(result.out, "") << c.arguments;
     if (!c.mustNotExist.empty()) {
       EXPECT_FALSE(fs::exists(path(c.mustNotExist))) << c.arguments;
     }
