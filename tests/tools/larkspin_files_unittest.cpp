@@ -81,6 +81,9 @@ TEST_F(FilesTest, RefusalsSayWhyAndLeaveNoOutput) {
     }
   }
   EXPECT_TRUE(fs::is_character_file("/dev/full"));
+  const ToolRun version = run("--version");
+  EXPECT_EQ(version.status, 0);
+  EXPECT_NE(version.out.find("C interface 3.4.0, processing core "), std::string::npos) << version.out;
   EXPECT_EQ(read("in.wav").channels, before.channels);
 }
 

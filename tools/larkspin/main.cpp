@@ -22,10 +22,6 @@
 #include <iostream>
 #include <thread>
 
-#ifndef LARKSPIN_PROGRAM_VERSION
-#define LARKSPIN_PROGRAM_VERSION "1.0.0"
-#endif
-
 namespace larkspin_tool {
 namespace {
 
