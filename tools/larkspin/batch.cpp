@@ -11,10 +11,16 @@ std::vector<FileResult> processFiles(const std::vector<FileJob>& jobs, const Pro
                                      bool showProgress) {
   workers = std::clamp(workers, 1, std::max(1, static_cast<int>(jobs.size())));
   long total = 0;
+  double seconds = 0.0;
+  bool unknown = false;
   for (const FileJob& job : jobs) {
-    total += audioFileFrames(job.input);
+    const AudioLength length = audioFileLength(job.input);
+    total += length.frames;
+    seconds += length.seconds;
+    unknown = unknown || job.input == "-";
   }
-  ProgressBar progress(total, showProgress);
+  // A bar for anything that takes a while: a pipe, or 5 s of audio or more.
+  ProgressBar progress(unknown ? 0 : total, showProgress && (unknown || seconds >= 5.0));
   // All controls exist, with their settings, before any of them processes.
   std::vector<ControlHandle> controls = makeControls(workers, options);
 

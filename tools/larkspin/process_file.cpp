@@ -109,17 +109,18 @@ FileResult processFile(const FileJob& job, vora_ap_control* control, const Proce
   return result;
 }
 
-long audioFileFrames(const std::string& path) {
+AudioLength audioFileLength(const std::string& path) {
   if (path == "-") {
-    return 0;
+    return {};
   }
   SF_INFO info{};
   SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
   if (file == nullptr) {
-    return 0;
+    return {};
   }
   sf_close(file);
-  return static_cast<long>(info.frames);
+  return {static_cast<long>(info.frames),
+          info.samplerate > 0 ? static_cast<double>(info.frames) / info.samplerate : 0.0};
 }
 
 void writeSpectrumReport(const std::string& path, const Spectrum& before, const Spectrum& after, int sampleRate) {

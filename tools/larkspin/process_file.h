@@ -35,8 +35,12 @@ struct FileResult {
 FileResult processFile(const FileJob& job, vora_ap_control* control, const ProcessOptions& options,
                        ProgressBar* progress);
 
-// The length of an audio file in frames, or 0 when it cannot be told.
-long audioFileFrames(const std::string& path);
+// The length of an audio file in frames and seconds; 0 when it cannot be told.
+struct AudioLength {
+  long frames = 0;
+  double seconds = 0.0;
+};
+AudioLength audioFileLength(const std::string& path);
 
 void writeSpectrumReport(const std::string& path, const Spectrum& before, const Spectrum& after, int sampleRate);
 

@@ -5,6 +5,7 @@
 #include <larkspin/vora_ap.h>
 
 #include <algorithm>
+#include <mutex>
 
 namespace larkspin_tool {
 
@@ -21,7 +22,12 @@ constexpr int kSettleHops = 2048;
 // queued: the file then meets the re-blocking exactly as in a fresh control.
 constexpr int kSettleCallHops = 16;
 
+// Set-up is serialised across workers, as the library asks of creating
+// controls: it may build FFT plans through a planner that is not thread-safe.
+std::mutex setupLock;
+
 void configure(vora_ap_control* control, int sampleRate, int maximumFrames, int channels) {
+  const std::lock_guard lock(setupLock);
   if (!vora_ap_update(control, static_cast<float>(sampleRate), maximumFrames, channels == 2 ? 1 : 0)) {
     throw ToolError("the library does not accept a sample rate of " + std::to_string(sampleRate) +
                     " Hz (32000 to 192000 Hz)");
