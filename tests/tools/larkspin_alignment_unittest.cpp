@@ -45,7 +45,8 @@ TEST_F(AlignmentTest, DryRunsGiveTheInputBackForEveryBlockAndRate) {
       const ToolRun result = run("process" + inputs + " --align --json -j 2 --block " + std::to_string(block) + " " +
                                  mode + " --out-dir " + path(out));
       ASSERT_EQ(result.status, 0) << result.err;
-      for (const auto& file : nlohmann::json::parse(result.out)["files"]) {
+      const nlohmann::json summary = nlohmann::json::parse(result.out);
+      for (const auto& file : summary["files"]) {
         // Delays a host sees, as measured on the library itself.
         const long rate = std::stol(std::filesystem::path(file["input"].get<std::string>()).filename().string());
         if (block == 480) {
