@@ -31,8 +31,10 @@
 namespace larkspin_lv2 {
 namespace {
 
-// Host blocks longer than this are processed in pieces of at most this size.
-constexpr int kMaximumFrames = 4096;
+// The processor is fed whole chunks of a quarter of its FFT size: only then
+// is its delay the same for every host block pattern. A chunk is at most
+// this long (the FFT at 192 kHz is 1024 points).
+constexpr int kMaximumChunkFrames = 256;
 constexpr uint32_t kMaximumPathBytes = 4096;
 
 enum class WorkKind : uint32_t { LoadFile, EditValues };
@@ -102,6 +104,7 @@ public:
 private:
   void readControlMessages();
   void forwardPresetEdits();
+  void takePresetPorts();
   void applyEdits(const std::array<float, kPresetPortCount>& values, const std::array<bool, kPresetPortCount>& changed);
   void loadFile(const std::string& path);
   bool applyPreset(const CheckedPreset& preset, const std::string& path);
@@ -111,6 +114,13 @@ private:
   bool ready_ = false;
   vora::GenericAudioProcessor processor_;
   float latencyFrames_ = 0.0f;
+
+  // Host audio passes through a FIFO of one chunk, so that the processor
+  // always sees whole chunks; this adds one chunk to the latency.
+  uint32_t chunkFrames_ = 0;
+  uint32_t chunkPosition_ = 0;
+  std::array<std::array<float, kMaximumChunkFrames>, 2> chunkIn_{};
+  std::array<std::array<float, kMaximumChunkFrames>, 2> chunkOut_{};
 
   LV2_URID_Map* map_ = nullptr;
   LV2_Worker_Schedule* schedule_ = nullptr;
@@ -127,6 +137,7 @@ private:
   std::array<float*, 2> outputs_{};
 
   // Audio thread only.
+  bool started_ = false;
   float appliedIntensity_ = NAN;
   float appliedEnabled_ = NAN;
   std::array<float, kPresetPortCount> seenValues_{};
@@ -156,11 +167,21 @@ Plugin::Plugin(int channels, float sampleRate, const LV2_Feature* const* feature
   }
   loadMessage_.kind = WorkKind::LoadFile;
   editMessage_.kind = WorkKind::EditValues;
-  ready_ = processor_.setup(sampleRate_, kMaximumFrames, channels_);
+  std::array<vora_band_info, VORA_BAND_COUNT> bands{};
+  chunkFrames_ = static_cast<uint32_t>(vora_preset_band_layout(sampleRate_, bands.data()) / 4);
+  ready_ = chunkFrames_ > 0 && chunkFrames_ <= kMaximumChunkFrames &&
+           processor_.setup(sampleRate_, static_cast<int>(chunkFrames_), channels_);
   if (!ready_) {
     lv2_log_error(&logger_, "larkspin: cannot run at %g Hz (32000 to 192000 Hz)\n", static_cast<double>(sampleRate));
+    return;
   }
-  latencyFrames_ = processor_.getProcessingLatency();
+  latencyFrames_ = processor_.getProcessingLatency() + static_cast<float>(chunkFrames_);
+  // Audible from the start: the library's default preset until the user
+  // chooses another.
+  std::string why;
+  if (encodeValues(inForce_.values, inForce_, why)) {
+    processor_.applyPresetPayload(inForce_.payload.data());
+  }
 }
 
 void Plugin::connect(uint32_t port, void* data) {
@@ -193,13 +214,28 @@ void Plugin::connect(uint32_t port, void* data) {
 }
 
 void Plugin::activate() {
+  started_ = false;
   // A fresh start: no audio history. The preset, intensity and bypass in
   // force survive the set-up.
-  processor_.setup(sampleRate_, kMaximumFrames, channels_);
-  // Hosts that give values on the command line set the ports before
-  // activation, and some of them offer no worker thread: preset values that
-  // differ from the ones seen so far take effect here, in a context where
-  // allocating is allowed.
+  processor_.setup(sampleRate_, static_cast<int>(chunkFrames_), channels_);
+  chunkIn_ = {};
+  chunkOut_ = {};
+  chunkPosition_ = 0;
+  takePresetPorts();
+  if (intensity_ != nullptr) {
+    appliedIntensity_ = *intensity_;
+    processor_.setVoraficationIntensity(appliedIntensity_);
+  }
+  if (enabled_ != nullptr) {
+    appliedEnabled_ = *enabled_;
+    processor_.setBypassed(appliedEnabled_ <= 0.0f);
+  }
+}
+
+// Preset values that differ from the ones seen so far take effect now, in
+// the calling thread: during activation, or before the first block in a host
+// without a worker.
+void Plugin::takePresetPorts() {
   std::array<float, kPresetPortCount> values = seenValues_;
   std::array<bool, kPresetPortCount> changed{};
   bool any = false;
@@ -214,17 +250,19 @@ void Plugin::activate() {
     seenValues_ = values;
     applyEdits(values, changed);
   }
-  if (intensity_ != nullptr) {
-    appliedIntensity_ = *intensity_;
-    processor_.setVoraficationIntensity(appliedIntensity_);
-  }
-  if (enabled_ != nullptr) {
-    appliedEnabled_ = *enabled_;
-    processor_.setBypassed(appliedEnabled_ <= 0.0f);
-  }
 }
 
 void Plugin::run(uint32_t frames) {
+  // A host without a worker thread may connect and set the ports only just
+  // before the first block (ffmpeg's lv2 filter does). Such hosts are
+  // offline tools, so preset values given to them are applied once, here,
+  // before the first sample; afterwards they wait for the next activation.
+  if (!started_) {
+    started_ = true;
+    if (schedule_ == nullptr) {
+      takePresetPorts();
+    }
+  }
   readControlMessages();
   forwardPresetEdits();
   if (intensity_ != nullptr && *intensity_ != appliedIntensity_) {
@@ -243,16 +281,22 @@ void Plugin::run(uint32_t frames) {
     if (inputs_[static_cast<size_t>(c)] == nullptr || outputs_[static_cast<size_t>(c)] == nullptr) {
       return;
     }
-    if (inputs_[static_cast<size_t>(c)] != outputs_[static_cast<size_t>(c)]) {
-      std::memmove(outputs_[static_cast<size_t>(c)], inputs_[static_cast<size_t>(c)], frames * sizeof(float));
-    }
   }
-  // The processor works in place, on blocks of at most kMaximumFrames.
   for (uint32_t done = 0; done < frames;) {
-    const uint32_t count = std::min<uint32_t>(frames - done, kMaximumFrames);
-    float* block[2] = {outputs_[0] + done, channels_ > 1 ? outputs_[1] + done : nullptr};
-    processor_.process(block, static_cast<int>(count));
+    const uint32_t count = std::min(frames - done, chunkFrames_ - chunkPosition_);
+    for (size_t c = 0; c < static_cast<size_t>(channels_); ++c) {
+      // Input first: the host may hand the same buffer for input and output.
+      std::memcpy(&chunkIn_[c][chunkPosition_], inputs_[c] + done, count * sizeof(float));
+      std::memcpy(outputs_[c] + done, &chunkOut_[c][chunkPosition_], count * sizeof(float));
+    }
+    chunkPosition_ += count;
     done += count;
+    if (chunkPosition_ == chunkFrames_) {
+      chunkOut_ = chunkIn_;
+      float* chunk[2] = {chunkOut_[0].data(), chunkOut_[1].data()};
+      processor_.process(chunk, static_cast<int>(chunkFrames_));
+      chunkPosition_ = 0;
+    }
   }
 }
 
