@@ -53,7 +53,7 @@ double vora_preset_band_response_db(float sampleRate, int band, double frequency
     return std::numeric_limits<double>::quiet_NaN();
   }
   // The tables take bin 0 a hair above 0 Hz, where every band is finite.
-  const double binCount = vora::fftSizeForRate(sampleRate) / 2;
+  const double binCount = static_cast<double>(vora::fftSizeForRate(sampleRate)) / 2.0;
   const double omega = std::max(std::numbers::pi * frequencyHz / nyquistHz, std::numbers::pi / binCount * 1e-10);
   return 10.0 * std::log10(vora::bandWeight(band, static_cast<double>(sampleRate), omega));
 }

@@ -2,7 +2,7 @@
 // preset, each channel's band gain.
 #pragma once
 
-#include "dsp/vorafier_parameters.h"
+#include <larkspin/vora_preset.h>
 
 #include <optional>
 #include <string>
@@ -10,6 +10,6 @@
 namespace larkspin_tool {
 
 // SVG text; throws ToolError for a rate the library refuses.
-std::string renderBandChart(int sampleRate, const std::optional<vora::VorafierParameters>& preset);
+std::string renderBandChart(int sampleRate, const std::optional<vora_preset>& preset);
 
 } // namespace larkspin_tool

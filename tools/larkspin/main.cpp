@@ -89,7 +89,7 @@ struct ProcessArguments {
 int runProcess(const ProcessArguments& args) {
   const AudioData input = readAudioFile(args.input);
   ProcessOptions options;
-  options.payload = args.preset.empty() ? encodePayload(defaultPreset()) : loadPreset(args.preset);
+  options.payload = args.preset.empty() ? encodePayload(defaultPreset()) : loadPreset(args.preset).payload;
   options.intensity = args.intensity;
   options.bypass = args.bypass;
   options.blockFrames = args.block;
@@ -104,30 +104,16 @@ int runProcess(const ProcessArguments& args) {
   return 0;
 }
 
+// Prints what the payload holds: for a JSON file, the values after rounding.
 int runPresetDecode(const std::string& path) {
-  const Payload payload = loadPreset(path);
-  vora::VorafierParameters parameters;
-  vora::decodePresetPayload(payload.data(), parameters);
-  std::cout << parametersToJson(parameters).dump(2) << '\n';
+  vora_preset stored;
+  vora_preset_decode(loadPreset(path).payload.data(), &stored);
+  std::cout << larkspin_json::toJsonText(stored);
   return 0;
 }
 
 int runPresetEncode(const std::string& jsonPath, const std::string& outPath) {
-  std::ifstream file(jsonPath);
-  if (!file) {
-    throw ToolError("cannot read '" + jsonPath + "'");
-  }
-  nlohmann::json json;
-  try {
-    json = nlohmann::json::parse(file);
-  } catch (const nlohmann::json::parse_error& error) {
-    throw ToolError("'" + jsonPath + "' is not valid JSON (" + error.what() + ")");
-  }
-  std::vector<std::string> warnings;
-  const Payload payload = encodePayload(jsonToParameters(json, warnings));
-  for (const auto& warning : warnings) {
-    std::fprintf(stderr, "larkspin: warning: %s\n", warning.c_str());
-  }
+  const Payload payload = loadPreset(jsonPath).payload;
   std::ofstream out(outPath, std::ios::binary);
   if (!out.write(reinterpret_cast<const char*>(payload.data()), static_cast<std::streamsize>(payload.size())) ||
       !out.flush()) {
@@ -139,11 +125,11 @@ int runPresetEncode(const std::string& jsonPath, const std::string& outPath) {
 }
 
 int runPlot(int sampleRate, const std::string& presetPath, const std::string& outPath) {
-  std::optional<vora::VorafierParameters> preset;
+  std::optional<vora_preset> preset;
   if (!presetPath.empty()) {
-    vora::VorafierParameters parameters;
-    vora::decodePresetPayload(loadPreset(presetPath).data(), parameters);
-    preset = parameters;
+    vora_preset stored;
+    vora_preset_decode(loadPreset(presetPath).payload.data(), &stored);
+    preset = stored;
   }
   writeTextFile(outPath, renderBandChart(sampleRate, preset));
   return 0;

@@ -1,39 +1,26 @@
-// Preset files: the library's 196-byte payload, or a readable JSON form of
-// the same fields with units in the key names.
+// The program's presets: the built-in default, and preset files read through
+// the shared JSON component with its rounding notes shown as warnings.
 #pragma once
 
-#include "dsp/payload_codec.h"
-#include "dsp/vorafier_parameters.h"
+#include "preset_json/preset_json.h"
 
-#include <nlohmann/json.hpp>
+#include <larkspin/vora_preset.h>
 
-#include <array>
 #include <string>
-#include <vector>
 
 namespace larkspin_tool {
 
-using Payload = std::array<unsigned char, vora::kPresetPayloadSize>;
+using Payload = larkspin_json::Payload;
 
-// The built-in preset used when none is given: a gentle presence lift with
-// light compression (see defaultPresetDescription).
-vora::VorafierParameters defaultPreset();
+// The built-in preset used when none is given (see kDefaultPresetDescription).
+vora_preset defaultPreset();
 extern const char* const kDefaultPresetDescription;
 
-// Loads a payload file (exactly 196 bytes) or a JSON preset (anything else).
-Payload loadPreset(const std::string& path);
+// Loads a payload file (exactly 196 bytes) or a JSON preset (anything else);
+// prints a warning for each value the payload's quantisation changes.
+larkspin_json::Preset loadPreset(const std::string& path);
 
-nlohmann::json parametersToJson(const vora::VorafierParameters& parameters);
-
-// Validates every value against what the library accepts and the payload
-// can represent; throws ToolError naming band, channel, field and range.
-// Values that the payload's quantisation changes are listed in `warnings`.
-vora::VorafierParameters jsonToParameters(const nlohmann::json& json, std::vector<std::string>& warnings);
-
-Payload encodePayload(const vora::VorafierParameters& parameters);
-
-// Lower and upper edge of a controlled band, Hz.
-double bandLowHz(int band);
-double bandHighHz(int band);
+// The payload of `preset`, which must be one the library accepts.
+Payload encodePayload(const vora_preset& preset);
 
 } // namespace larkspin_tool
