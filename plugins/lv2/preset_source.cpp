@@ -1,7 +1,9 @@
 #include "preset_source.h"
 
+#include "preset_json/preset_json.h"
+
 #include <cstring>
-#include <fstream>
+#include <exception>
 #include <iterator>
 
 namespace larkspin_lv2 {
@@ -53,17 +55,15 @@ bool checkPayload(const unsigned char* bytes, CheckedPreset& out, std::string& w
 }
 
 bool readPresetFile(const std::string& path, CheckedPreset& out, std::string& why) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
-    why = "cannot open the file";
+  try {
+    const larkspin_json::Preset preset = larkspin_json::readFile(path);
+    // A JSON preset comes back encoded, so checked; a payload file is taken
+    // as it is, so it is checked here.
+    return checkPayload(preset.payload.data(), out, why);
+  } catch (const std::exception& error) {
+    why = error.what();
     return false;
   }
-  const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (bytes.size() == VORA_AP_PRESET_PAYLOAD_SIZE) {
-    return checkPayload(reinterpret_cast<const unsigned char*>(bytes.data()), out, why);
-  }
-  why = "not a 196-byte payload";
-  return false;
 }
 
 } // namespace larkspin_lv2

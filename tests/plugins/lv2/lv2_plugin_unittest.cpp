@@ -2,6 +2,7 @@
 // directly, its latency, real-time behaviour and preset handling.
 #include "lv2_reference.h"
 #include "lv2_test_host.h"
+#include "preset_json/preset_json.h"
 #include "support/allocation_counter.h"
 
 #include <gtest/gtest.h>
@@ -195,10 +196,12 @@ TEST(Lv2Presets, ValuePortsEditThePresetInForce) {
   EXPECT_EQ(maxDifference(output, referenceOutput(input, kRate, {{framesBefore(pattern, 11), encode(oneEdit)}})), 0.0f);
 }
 
-// A bad file leaves the previous preset running and says why in the log.
+// A JSON preset loads; a bad file after it leaves it running and says why in
+// the log.
 TEST(Lv2Presets, BadFilesKeepThePreviousPresetAndAreLogged) {
   const PresetPayload good = encode(testPreset());
-  const std::string goodPath = writeFile("good.bin", good.data(), good.size());
+  const std::string json = larkspin_json::toJsonText(testPreset());
+  const std::string goodPath = writeFile("good.json", json.data(), json.size());
   const PresetPayload zeros{}; // decodes to gains of minus infinity
   const std::string refusedPath = writeFile("refused.bin", zeros.data(), zeros.size());
   const std::string garbagePath = writeFile("garbage.json", "{\"bands\": [1, 2", 15);
