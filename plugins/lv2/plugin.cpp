@@ -331,20 +331,21 @@ void Plugin::readControlMessages() {
 }
 
 void Plugin::forwardPresetEdits() {
+  // Without a worker, edits wait for the next activation.
+  if (schedule_ == nullptr) {
+    return;
+  }
   bool any = false;
   for (size_t i = 0; i < seenValues_.size(); ++i) {
     const float* port = presetPorts_[i];
     const bool changed = port != nullptr && std::isfinite(*port) && *port != seenValues_[i];
     editMessage_.changed[i] = changed;
-    if (changed) {
-      seenValues_[i] = *port;
-      any = true;
-    }
+    editMessage_.values[i] = changed ? *port : seenValues_[i];
+    any = any || changed;
   }
-  // Without a worker the edits wait for the next activation.
-  if (any && schedule_ != nullptr) {
-    editMessage_.values = seenValues_;
-    schedule_->schedule_work(schedule_->handle, sizeof editMessage_, &editMessage_);
+  // A full queue is tried again with the next block.
+  if (any && schedule_->schedule_work(schedule_->handle, sizeof editMessage_, &editMessage_) == LV2_WORKER_SUCCESS) {
+    seenValues_ = editMessage_.values;
   }
 }
 
@@ -406,7 +407,10 @@ void Plugin::loadFile(const std::string& path) {
 // The one place where a new preset reaches the processor. It runs on the
 // worker thread (or during activation or state restore), never in run(): the
 // payload has been checked, so the library accepts it without printing.
-// The processor takes the preset at its next block boundary.
+// This relies on the processor taking a preset from one control thread while
+// the audio thread is inside process(), at its next block boundary; a
+// processor without that guarantee would need the payload handed to run()
+// instead, and this function is where that change goes.
 bool Plugin::applyPreset(const CheckedPreset& preset, const std::string& path) {
   std::lock_guard<std::mutex> lock(presetMutex_);
   Payload payload = preset.payload;
