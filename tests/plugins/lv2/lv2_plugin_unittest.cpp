@@ -205,6 +205,22 @@ TEST(Lv2Presets, ValuePortsEditThePresetInForce) {
   EXPECT_EQ(maxDifference(output, referenceOutput(input, kRate, {{framesBefore(pattern, 11), encode(oneEdit)}})), 0.0f);
 }
 
+// The host's bypass goes through the library's fade, from run() without
+// allocating.
+TEST(Lv2Presets, HostBypassUsesTheLibrarysFade) {
+  const Planar input = noise(2, 24000, 13);
+  const auto pattern = blocks(input[0].size(), 480);
+  Lv2Instance plugin(kStereo, kRate);
+  ASSERT_TRUE(plugin.valid());
+  plugin.activate();
+  size_t allocations = 0;
+  const Planar output = runPlugin(
+      plugin, input, pattern, [&](size_t block) { block == 20 ? void(plugin.setControl("enabled", 0.0f)) : void(); },
+      &allocations);
+  EXPECT_EQ(allocations, 0u);
+  EXPECT_EQ(maxDifference(output, referenceOutput(input, kRate, {{framesBefore(pattern, 20), {}, true}})), 0.0f);
+}
+
 // A JSON preset loads; a bad file after it leaves it running and says why in
 // the log.
 TEST(Lv2Presets, BadFilesKeepThePreviousPresetAndAreLogged) {

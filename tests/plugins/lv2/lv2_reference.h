@@ -63,6 +63,7 @@ inline PresetPayload encode(const vora_preset& preset) {
 struct PresetChange {
   size_t afterFrames; // applied once the host has handed over this many frames
   PresetPayload payload;
+  bool bypassInstead = false; // the change is the host's bypass, not a preset
 };
 
 // Frames handed over in the first `count` blocks of `pattern`.
@@ -98,7 +99,7 @@ inline Planar referenceOutput(const Planar& input, float sampleRate, const std::
     for (const PresetChange& change : changes) {
       if (change.afterFrames / chunk == start / chunk) {
         payload = change.payload;
-        processor.applyPresetPayload(payload.data());
+        change.bypassInstead ? processor.setBypassed(true) : processor.applyPresetPayload(payload.data());
       }
     }
     float* pointers[2] = {block[0].data(), channels > 1 ? block[1].data() : nullptr};
