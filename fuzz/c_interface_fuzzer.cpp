@@ -52,24 +52,14 @@ int anyMaximumFrames(larkspin_fuzz::FuzzInput& input) {
 }
 
 float anyFloat(larkspin_fuzz::FuzzInput& input) {
-  switch (input.byte() % 10) {
-  case 0:
-    return std::numeric_limits<float>::quiet_NaN();
-  case 1:
-    return std::numeric_limits<float>::infinity();
-  case 2:
-    return -std::numeric_limits<float>::infinity();
-  case 3:
-    return std::numeric_limits<float>::max();
-  case 4:
-    return std::numeric_limits<float>::denorm_min();
-  case 5:
-    return 1.0e6f;
-  case 6:
-    return static_cast<float>(input.byte()) / 255.0f;
-  default:
-    return input.value<float>();
+  using limits = std::numeric_limits<float>;
+  static constexpr float kAwkward[] = {limits::quiet_NaN(), limits::infinity(),   -limits::infinity(),
+                                       limits::max(),       limits::denorm_min(), 1.0e6f};
+  const uint8_t choice = input.byte() % 10;
+  if (choice < 6) {
+    return kAwkward[choice];
   }
+  return choice == 6 ? static_cast<float>(input.byte()) / 255.0f : input.value<float>();
 }
 
 void fill(larkspin_fuzz::FuzzInput& input, std::vector<float>& samples) {
@@ -87,10 +77,8 @@ void fill(larkspin_fuzz::FuzzInput& input, std::vector<float>& samples) {
   const float odd = anyFloat(input);
   const float amplitude = kind == 1 ? 1.0e6f : 0.9f;
   for (float& x : samples) {
-    seed ^= seed << 13;
-    seed ^= seed >> 17;
-    seed ^= seed << 5;
-    x = kind == 3 && seed % 61 == 0 ? odd : static_cast<float>(static_cast<int32_t>(seed)) * 4.6566e-10f * amplitude;
+    const float noise = larkspin_fuzz::nextNoise(seed);
+    x = kind == 3 && seed % 61 == 0 ? odd : noise * amplitude;
   }
 }
 
@@ -153,16 +141,26 @@ private:
     }
   }
 
-  void create(larkspin_fuzz::FuzzInput& input) {
+  // A format as a host may ask for one; read in full whether used or not.
+  struct Format {
+    float rate;
+    int maximumFrames;
+    int stereo;
+  };
+  static Format anyFormat(larkspin_fuzz::FuzzInput& input) {
     const float rate = anyRate(input);
     const int maximumFrames = anyMaximumFrames(input);
-    const int stereo = input.byte() % 2;
+    return {rate, maximumFrames, input.byte() % 2};
+  }
+
+  void create(larkspin_fuzz::FuzzInput& input) {
+    const Format format = anyFormat(input);
     if (controls_.size() >= kMaximumControls) {
       return;
     }
-    vora_ap_control* handle = vora_ap_create_control(rate, maximumFrames, stereo);
+    vora_ap_control* handle = vora_ap_create_control(format.rate, format.maximumFrames, format.stereo);
     if (handle != nullptr) {
-      controls_.push_back({handle, maximumFrames, stereo != 0 ? 2 : 1, true, 0, {kNever, kNever}});
+      controls_.push_back({handle, format.maximumFrames, format.stereo + 1, true, 0, {kNever, kNever}});
     }
   }
 
@@ -177,18 +175,15 @@ private:
 
   void update(larkspin_fuzz::FuzzInput& input) {
     Control* control = pick(input);
-    const float rate = anyRate(input);
-    const int maximumFrames = anyMaximumFrames(input);
-    const int stereo = input.byte() % 2;
+    const Format format = anyFormat(input);
     if (control == nullptr) {
       return;
     }
-    const bool ok = vora_ap_update(control->handle, rate, maximumFrames, stereo);
     // A refused format leaves the control torn down until the next update.
-    control->setUp = ok;
-    if (ok) {
-      control->maximumFrames = maximumFrames;
-      control->channels = stereo != 0 ? 2 : 1;
+    control->setUp = vora_ap_update(control->handle, format.rate, format.maximumFrames, format.stereo);
+    if (control->setUp) {
+      control->maximumFrames = format.maximumFrames;
+      control->channels = format.stereo + 1;
     }
   }
 

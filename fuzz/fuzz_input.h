@@ -53,4 +53,12 @@ private:
   size_t position_ = 0;
 };
 
+// Next value in [-1, 1) of a xorshift sequence; `seed` must not be zero.
+inline float nextNoise(uint32_t& seed) {
+  seed ^= seed << 13;
+  seed ^= seed >> 17;
+  seed ^= seed << 5;
+  return static_cast<float>(static_cast<int32_t>(seed)) * 4.6566e-10f;
+}
+
 } // namespace larkspin_fuzz

@@ -20,20 +20,12 @@ constexpr int kMaximumEntries = 64;
 
 // A value that is often one of the awkward ones.
 float anyValue(larkspin_fuzz::FuzzInput& input) {
-  switch (input.byte() % 8) {
-  case 0:
-    return std::nanf("");
-  case 1:
-    return HUGE_VALF;
-  case 2:
-    return -HUGE_VALF;
-  case 3:
-    return 1.0e38f;
-  case 4:
-    return static_cast<float>(input.inRange(-200, 300));
-  default:
-    return input.value<float>();
+  static constexpr float kAwkward[] = {NAN, HUGE_VALF, -HUGE_VALF, 1.0e38f};
+  const uint8_t choice = input.byte() % 8;
+  if (choice < 4) {
+    return kAwkward[choice];
   }
+  return choice == 4 ? static_cast<float>(input.inRange(-200, 300)) : input.value<float>();
 }
 
 void addEntry(larkspin_fuzz::FuzzInput& input, vora::AudioProcessorPreset& preset) {
@@ -104,10 +96,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // so its output stays finite and within full scale.
     uint32_t seed = input.value<uint32_t>() | 1u;
     for (float& x : samples) {
-      seed ^= seed << 13;
-      seed ^= seed >> 17;
-      seed ^= seed << 5;
-      x = static_cast<float>(static_cast<int32_t>(seed)) * 4.6566e-10f * 0.5f;
+      x = larkspin_fuzz::nextNoise(seed) * 0.5f;
     }
     LARKSPIN_FUZZ_CHECK(graph.process(kFrames, buffers, timeStamp));
     timeStamp.sampleTime += kFrames;

@@ -5,6 +5,21 @@
 // once per block from the audio callback; update (or setup) again when the
 // stream format changes; destroy. Settings made after a successful setup are
 // kept and pushed again by every later setup. No exception leaves this class.
+//
+// Threads: while one audio thread runs process, one control thread may call
+// applyPresetPayload, getCurrentPresetPayload, setBypassed, getBypassed,
+// setVoraficationIntensity, getVoraficationIntensity, getProcessingLatency,
+// getDebugInfo and logDebugInfo. Changes take effect at the start of the next
+// process call, for the whole block, in the order they were made; a preset
+// is in force wholly or not at all; changes made between two process calls
+// amount to their last values (a pending setting is replaced by a newer one,
+// never refused for lack of room). Neither thread waits for the other and
+// process allocates and locks nothing. Setter results and getter values are
+// those of a single-threaded host: the setting last made (a refused value
+// reads back as the value in force before). getDebugInfo may be called from
+// any number of threads and returns one whole record of a finished call.
+// setup, update, construction and destruction
+// must not run while any other member function runs.
 #ifndef LARKSPIN_GENERIC_AUDIO_PROCESSOR_H
 #define LARKSPIN_GENERIC_AUDIO_PROCESSOR_H
 

@@ -6,10 +6,29 @@
  * of all live controls in creation order; the global functions act on every
  * registered control (setters) or answer for the oldest one (getters).
  *
- * Threading: the library takes no lock. Creating and destroying controls and
- * the global functions must be serialised by the host, and must not run while
- * vora_ap_process runs on a control they touch. vora_ap_process itself is
- * real-time safe: it never allocates, locks or blocks.
+ * Threading: the library takes no lock. One audio thread may run
+ * vora_ap_process on any controls while one control thread calls, on the same
+ * controls:
+ *   vora_ap_set_vorafication_intensity, vora_ap_get_vorafication_intensity,
+ *   vora_ap_set_bypassed, vora_ap_get_bypassed,
+ *   vora_ap_apply_preset_payload, vora_ap_get_debug_info,
+ *   vora_ap_log_debug_info, vora_ap_get_processing_latency,
+ *   vora_ap_get_tech_level and vora_ap_get_lib_version.
+ * A change takes effect at the start of the next vora_ap_process call, for
+ * the whole block; changes arrive in the order they were made; a preset is
+ * in force wholly or not at all. Changes made between two process calls
+ * amount to their last values, exactly as when one thread makes them all (a
+ * setting not yet taken by the audio thread is replaced by a newer one, so
+ * no setter ever fails for lack of room or waits for the audio thread).
+ * Setters answer at once, on the control thread, with the result documented
+ * below; getters answer with the setting last made, which the audio thread
+ * uses from its next block on. vora_ap_get_debug_info may be called from any
+ * number of threads and always returns one whole record of a finished call.
+ * Controls on different threads are independent.
+ * Everything else (creating and destroying controls, vora_ap_update, and any
+ * two control threads at once) must be serialised by the host and must not
+ * run while vora_ap_process runs on a control it touches. vora_ap_process
+ * itself is real-time safe: it never allocates, locks or waits.
  *
  * Audio is 32-bit float, non-interleaved, processed in place.
  */

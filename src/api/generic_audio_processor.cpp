@@ -1,15 +1,22 @@
 // The facade: turns a host's few settings into graph set-up and node
 // parameter writes, and processes blocks through the instance's graph of
 // input node -> dynamics node -> output node.
+//
+// Threads: the graph, the node's parameter table and the stored settings
+// belong to the control thread; process (the audio thread) reads only what
+// set-up fixed, the node's published live settings, the bypass flag mirror
+// and writes the debug record into a latch that getters on any thread read.
 #include <larkspin/generic_audio_processor.h>
 
 #include "api/debug_info.h"
 #include "api/denormal_guard.h"
 #include "dsp/payload_codec.h"
 #include "dsp/preset_conversion.h"
+#include "framework/record_latch.h"
 #include "graph/graph.h"
 #include "graph/node_factory.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <iostream>
@@ -28,7 +35,8 @@ struct GenericAudioProcessor::PrivateImplementation {
   AudioTimeStamp timeStamp;
   float intensity = 0.0f; // deliberately dry until the host sets one
   bool bypassed = false;
-  DebugInfo debugInfo{};
+  std::atomic<bool> bypassedForDebugInfo{false}; // the audio thread's copy of `bypassed`
+  RecordLatch<DebugInfo> debugInfo{DebugInfo{}};
   std::string libVersion;
 
   uint32_t processor() const { return static_cast<uint32_t>(processorNodeId); }
@@ -63,11 +71,13 @@ struct GenericAudioProcessor::PrivateImplementation {
 
   bool pushBypass(bool flag) {
     bypassed = flag;
-    if (graph.setNodeParameterValue(processor(), ParameterIdentifier::vorafier_bypass, flag ? 1.0f : 0.0f, 0, 0)) {
-      return true;
+    const bool accepted =
+        graph.setNodeParameterValue(processor(), ParameterIdentifier::vorafier_bypass, flag ? 1.0f : 0.0f, 0, 0);
+    if (!accepted) {
+      bypassed = graph.getNodeParameterValue(processor(), ParameterIdentifier::vorafier_bypass, 0, 0) != 0.0f;
     }
-    bypassed = graph.getNodeParameterValue(processor(), ParameterIdentifier::vorafier_bypass, 0, 0) != 0.0f;
-    return false;
+    bypassedForDebugInfo.store(bypassed, std::memory_order_relaxed);
+    return accepted;
   }
 };
 
@@ -115,8 +125,8 @@ bool GenericAudioProcessor::process(float** channels, int frames) {
   }
   self.timeStamp.sampleTime += static_cast<int64_t>(frames); // always, even when nothing was processed
   const auto end = std::chrono::steady_clock::now();
-  self.debugInfo =
-      makeDebugInfo(ok, self.bypassed, end - start, frames, self.graph.getSampleRate(), self.graph.getMaximumFrames());
+  self.debugInfo.store(makeDebugInfo(ok, self.bypassedForDebugInfo.load(std::memory_order_relaxed), end - start, frames,
+                                     self.graph.getSampleRate(), self.graph.getMaximumFrames()));
   return ok;
 }
 
@@ -167,11 +177,11 @@ float GenericAudioProcessor::getProcessingLatency() const {
 }
 
 GenericAudioProcessor::DebugInfo GenericAudioProcessor::getDebugInfo() const {
-  return implementation->debugInfo;
+  return implementation->debugInfo.load();
 }
 
 void GenericAudioProcessor::logDebugInfo() const {
-  printDebugInfo(implementation->debugInfo, std::cout);
+  printDebugInfo(implementation->debugInfo.load(), std::cout);
 }
 
 int GenericAudioProcessor::getTechLevel() const {

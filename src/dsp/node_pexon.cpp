@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace vora {
 
@@ -49,9 +50,32 @@ node_pexon::node_pexon() {
   addParameter(P::vorafier_bypass, 0.0f, 0.0f, 1.0f, 0, 0);
   addProperty(PropertyIdentifier::tech_level, kTechLevel, kTechLevel, kTechLevel);
   addProperty(PropertyIdentifier::lib_version, kLibraryVersion);
+  // Every accepted change, through the graph or straight on the parameter.
+  for (const ParameterIdentifier id : {P::vorafier_mix_ratio, P::vorafier_bypass}) {
+    getParameter(id, 0, 0)->addBinding([this](const ParameterPayload&) { publishSettings(); });
+  }
 }
 
 node_pexon::~node_pexon() = default;
+
+void node_pexon::publishSettings() {
+  const AudioProcessorParameter* mix = getParameter(ParameterIdentifier::vorafier_mix_ratio, 0, 0);
+  const AudioProcessorParameter* bypass = getParameter(ParameterIdentifier::vorafier_bypass, 0, 0);
+  published_.mix = mix != nullptr ? mix->getValue() : 1.0f;
+  published_.bypassed = bypass != nullptr && bypass->getValue() != 0.0f;
+  live_.publish(published_);
+}
+
+bool node_pexon::render(int numInputs, int numOutputs, int frames, float** buffers, AudioTimeStamp& timeStamp) {
+  if (live_.refresh()) {
+    const LiveSettings& settings = live_.latest();
+    if (settings.presetGeneration != enginePresetGeneration_) {
+      engine_.applyParameterPayload(settings.enginePayload);
+      enginePresetGeneration_ = settings.presetGeneration;
+    }
+  }
+  return AudioProcessor::render(numInputs, numOutputs, frames, buffers, timeStamp);
+}
 
 int node_pexon::getLatency() {
   return static_cast<int>(engine_.latency());
@@ -71,10 +95,9 @@ bool node_pexon::onSetup(int numInputs, int numOutputs, int, double sampleRate) 
 }
 
 void node_pexon::processBlock(int numInputs, int numOutputs, int blockSize, float** blocks, AudioTimeStamp&) {
-  const AudioProcessorParameter* mix = getParameter(ParameterIdentifier::vorafier_mix_ratio, 0, 0);
-  const AudioProcessorParameter* bypass = getParameter(ParameterIdentifier::vorafier_bypass, 0, 0);
-  const float mixRatio = mix != nullptr ? mix->getValue() : 1.0f;
-  const bool bypassed = bypass != nullptr && bypass->getValue() != 0.0f;
+  const LiveSettings& settings = live_.latest();
+  const float mixRatio = settings.mix;
+  const bool bypassed = settings.bypassed;
   const size_t frames = static_cast<size_t>(std::max(blockSize, 0));
 
   if (numInputs == 2) {
@@ -97,7 +120,10 @@ bool node_pexon::presetApplied() {
   VorafierParameters parameters = parametersFromPreset(getPreset());
   saturateToPayloadFields(parameters);
   encodePresetPayload(parameters, payload);
-  engine_.applyParameterPayload(payload);
+  std::memcpy(published_.enginePayload, payload, sizeof payload);
+  // Never 0 again once a preset was published, even after wrapping.
+  published_.presetGeneration = published_.presetGeneration == UINT32_MAX ? 1 : published_.presetGeneration + 1;
+  live_.publish(published_);
   return true;
 }
 

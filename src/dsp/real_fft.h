@@ -32,7 +32,7 @@ public:
   void forward(const float* input, float* packedSpectrum);
   void inverse(const float* packedSpectrum, float* output);
 
-  // Name of the backend compiled in ("kissfft" or "fftw").
+  // Name of the backend compiled in ("own", "kissfft" or "fftw").
   static const char* backendName();
 
 private:

@@ -22,7 +22,6 @@ bool Graph::setup(int inputChannels, int outputChannels, int maximumFrames, doub
     return true;
   }
   timeStamp_ = AudioTimeStamp{};
-  currentFrames_ = 0;
   sampleRate_ = sampleRate;
   maximumChannels_ = std::max(inputChannels, outputChannels);
   inputChannels_ = inputChannels;
@@ -64,7 +63,6 @@ void Graph::reset() {
   maximumChannels_ = inputChannels_ = outputChannels_ = 0;
   maximumFrames_ = 0;
   sampleRate_ = 0.0;
-  currentFrames_ = 0;
 }
 
 void Graph::release() {
@@ -221,7 +219,6 @@ bool Graph::process(int frames, float** buffers, AudioTimeStamp& timeStamp) {
       return false;
     }
   }
-  currentFrames_ = frames;
   timeStamp_ = timeStamp;
   const size_t bytes = static_cast<size_t>(frames) * sizeof(float);
 

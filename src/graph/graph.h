@@ -107,7 +107,6 @@ private:
   int outputChannels_ = 0;
   int maximumFrames_ = 0;
   double sampleRate_ = 0.0;
-  int currentFrames_ = 0;
   AudioTimeStamp timeStamp_;
   bool isSetUp_ = false;
   bool isPrepared_ = false;

@@ -21,8 +21,10 @@
 #include <linux/seccomp.h>
 #endif
 
+#include <atomic>
 #include <cfenv>
 #include <cmath>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -75,6 +77,51 @@ TEST_P(RealTimeSafetyTest, ProcessAllocatesNothingAndTakesNoLock) {
 INSTANTIATE_TEST_SUITE_P(RatesChannelsBlocks, RealTimeSafetyTest,
                          testing::Combine(testing::Values(44100, 48000, 96000, 192000), testing::Values(1, 2),
                                           testing::Values(64, 256, 1024)));
+
+// The counters are per thread: the control thread's conversions allocate,
+// this thread (the audio thread) must not, while taking the changes in.
+TEST(RealTimeSafetyWithControlThreadTest, ProcessAllocatesNothingAndTakesNoLockWhileSettingsChange) {
+  vora_ap_control* control = vora_ap_create_control(48000.0f, 256, 1);
+  ASSERT_NE(control, nullptr);
+  const larkspin_test::Payload payloads[2] = {larkspin_test::flatPayload(6.0f),
+                                              larkspin_test::flatPayload(-3.0f, 2, 9.0f)};
+  std::atomic<bool> stop{false};
+  std::atomic<int> changes{0};
+  std::thread controlThread([&] {
+    for (int i = 0; !stop.load(std::memory_order_relaxed); ++i) {
+      auto payload = payloads[i % 2];
+      vora_ap_apply_preset_payload(payload.data());
+      vora_ap_set_vorafication_intensity(float(i % 10) / 9.0f);
+      vora_ap_set_bypassed(i % 7 == 0);
+      vora_ap_get_debug_info(control);
+      changes.fetch_add(1, std::memory_order_relaxed);
+    }
+  });
+  while (changes.load(std::memory_order_relaxed) == 0) {
+    std::this_thread::yield();
+  }
+
+  std::vector<float> left(256), right(256);
+  float* buffers[2] = {left.data(), right.data()};
+  const size_t allocationsBefore = larkspin_test::allocationCount();
+  const size_t locksBefore = tLocks;
+  const int changesBefore = changes.load();
+  bool processed = true;
+  for (int b = 0; b < 400 || changes.load() < changesBefore + 50; ++b) {
+    for (int i = 0; i < 256; ++i) {
+      left[size_t(i)] = right[size_t(i)] = 0.3f * std::sin(0.05f * float(b * 256 + i));
+    }
+    processed = vora_ap_process(control, buffers, 256) && processed;
+  }
+  const size_t allocations = larkspin_test::allocationCount() - allocationsBefore;
+  const size_t locks = tLocks - locksBefore;
+  stop.store(true);
+  controlThread.join();
+  EXPECT_TRUE(processed);
+  EXPECT_EQ(allocations, 0u);
+  EXPECT_EQ(locks, 0u);
+  vora_ap_destroy_control(control);
+}
 
 TEST(DenormalTest, TinyInputLeavesNoDenormalsAndTheCallersStateIsRestored) {
   vora_ap_control* control = vora_ap_create_control(48000.0f, 256, 0);

@@ -64,10 +64,12 @@ TEST(VorafierParametersTest, NegativeChannelWritesBothSlotsOrTheSharedOne) {
   }
   parameters.set(VorafierKind::Gain, -1, values);
   parameters.set(VorafierKind::SlowFactor, -1, values);
+  parameters.set(VorafierKind::FastRatio, 0, values); // channel 0 alone leaves channel 1
   for (int band = 0; band < kControlledBandCount; ++band) {
     EXPECT_EQ(parameters.bands[static_cast<std::size_t>(band)].gainDb0, values[band]);
     EXPECT_EQ(parameters.bands[static_cast<std::size_t>(band)].gainDb1, values[band]);
     EXPECT_EQ(parameters.bands[static_cast<std::size_t>(band)].slowFactor, values[band]);
+    EXPECT_EQ(parameters.bands[static_cast<std::size_t>(band)].fastRatio0, values[band]);
     EXPECT_EQ(parameters.bands[static_cast<std::size_t>(band)].fastRatio1, 0.0f);
   }
 }

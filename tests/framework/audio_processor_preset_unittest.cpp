@@ -1,10 +1,12 @@
 #include "framework/audio_processor.h"
 #include "framework/audio_processor_preset.h"
 
+#include "direct_owner.h"
 #include "support/capture_stdout.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -13,26 +15,7 @@ namespace {
 
 using larkspin_test::captureStdout;
 
-// Stands in for the graph: routes each entry to the node's own setters and
-// records the order.
-class RecordingOwner : public NodeOwner {
-public:
-  explicit RecordingOwner(AudioProcessor& node) : node_(node) {}
-  bool setNodeParameterValue(uint32_t, ParameterIdentifier id, float value, int channel, int band) override {
-    order.push_back(AudioProcessorPreset::makeKey(id, static_cast<unsigned>(channel), static_cast<unsigned>(band)));
-    AudioProcessorParameter* parameter =
-        node_.getParameter(id, static_cast<unsigned>(channel), static_cast<unsigned>(band));
-    return parameter != nullptr && parameter->setValue(value);
-  }
-  bool setNodePropertyValue(uint32_t, PropertyIdentifier id, const AudioProcessorPropertyValue& value) override {
-    AudioProcessorProperty* property = node_.getProperty(id);
-    return property != nullptr && property->setValue(value);
-  }
-  std::vector<std::string> order;
-
-private:
-  AudioProcessor& node_;
-};
+using larkspin_test::DirectOwner;
 
 class PresetNode : public AudioProcessor {
 public:
@@ -71,8 +54,7 @@ TEST(PresetTest, ParameterTableLookUps) {
 
 TEST(PresetTest, SnapshotRoundTripsThroughApply) {
   PresetNode node;
-  RecordingOwner owner(node);
-  node.setGraph(&owner);
+  DirectOwner owner(node);
   node.getParameter(ParameterIdentifier::vorafier_gain, 0, 3)->setValue(6.0f);
   const AudioProcessorPreset snapshot = node.getPreset();
   EXPECT_EQ(snapshot.parameterCount(), 14u);
@@ -80,8 +62,7 @@ TEST(PresetTest, SnapshotRoundTripsThroughApply) {
   EXPECT_EQ(snapshot.parameters().at("vorafier_gain_0_3"), 6.0f);
 
   PresetNode other;
-  RecordingOwner otherOwner(other);
-  other.setGraph(&otherOwner);
+  DirectOwner otherOwner(other);
   EXPECT_TRUE(other.applyPreset(snapshot));
   EXPECT_EQ(gain(other, 3), 6.0f);
 }
@@ -91,8 +72,7 @@ TEST(PresetTest, EmptyPresetOrNoGraphIsRefused) {
   AudioProcessorPreset preset;
   preset.addParameter(ParameterIdentifier::vorafier_gain, 5.0f, 0, 0);
   EXPECT_FALSE(node.applyPreset(preset)); // belongs to no graph
-  RecordingOwner owner(node);
-  node.setGraph(&owner);
+  DirectOwner owner(node);
   EXPECT_FALSE(node.applyPreset(AudioProcessorPreset{}));
   EXPECT_EQ(node.appliedCalls, 0);
   EXPECT_EQ(gain(node, 0), 0.0f);
@@ -100,8 +80,7 @@ TEST(PresetTest, EmptyPresetOrNoGraphIsRefused) {
 
 TEST(PresetTest, KeysApplyInTextOrderAndRefusedEntriesAreSkipped) {
   PresetNode node;
-  RecordingOwner owner(node);
-  node.setGraph(&owner);
+  DirectOwner owner(node);
   AudioProcessorPreset preset;
   preset.addParameter(ParameterIdentifier::vorafier_gain, 2.0f, 0, 2);
   preset.addParameter(ParameterIdentifier::vorafier_gain, 10.0f, 0, 10);
@@ -145,11 +124,7 @@ TEST(PresetTest, UnparsableKeysAreSkippedWithOneLineEach) {
     });
   });
   EXPECT_EQ(visited, std::vector<std::string>{"vorafier_gain_0_1"});
-  size_t lines = 0;
-  for (char c : out) {
-    lines += c == '\n';
-  }
-  EXPECT_EQ(lines, badKeys.size());
+  EXPECT_EQ(static_cast<size_t>(std::count(out.begin(), out.end(), '\n')), badKeys.size());
   EXPECT_EQ(out.rfind("*****", 0), 0u);
 }
 

@@ -84,65 +84,45 @@ void expectWholeStream(const std::vector<float>& output, const std::vector<float
   }
 }
 
-TEST(ReblockingTest, LeadsWithSilenceUntilTheFirstBlockIsThrough) {
-  DoublingNode node;
-  node.setup(1, 1, 128, 48000.0);
-  node.setInternalBlockSize(64);
-  const std::vector<float> input = ramp(1000);
-  std::vector<size_t> leadingZeros;
-  const std::vector<float> output = feed(node, input, 10, 1, &leadingZeros);
-  for (size_t call = 0; call < 6; ++call) {
-    EXPECT_EQ(leadingZeros[call], 10u) << call; // 60 samples in: nothing processed yet
-  }
-  EXPECT_EQ(leadingZeros[6], 0u);
-  EXPECT_EQ(output[60], 2.0f * input[0]);
-  expectWholeStream(output, input, 2.0f);
-  // The held time stamp starts at the first valid one and advances by blocks.
-  ASSERT_GE(node.blockTimes.size(), 3u);
-  EXPECT_EQ(node.blockTimes[0], 1000);
-  EXPECT_EQ(node.blockTimes[1], 1064);
-  EXPECT_EQ(node.blockTimes[2], 1128);
-}
+struct ReblockingCase {
+  int maximumFrames;
+  int hostFrames;
+  bool bypassed;
+  std::vector<size_t> leadingZeros; // per call, for the first calls
+};
 
-TEST(ReblockingTest, DividingBlockSizeAddsNoDelay) {
-  DoublingNode node;
-  node.setup(1, 1, 128, 48000.0);
-  node.setInternalBlockSize(64);
-  const std::vector<float> input = ramp(1280);
-  const std::vector<float> output = feed(node, input, 128);
-  for (size_t n = 0; n < output.size(); ++n) {
-    ASSERT_EQ(output[n], 2.0f * input[n]) << n;
-  }
-}
+class ReblockingTest : public testing::TestWithParam<ReblockingCase> {};
 
-TEST(ReblockingTest, NonDividingBlockSizeKeepsTheStreamWhole) {
-  // Blocks of 64 against host blocks of 100: every call is led by zeros
-  // while fewer than 100 processed samples are queued, and the processed
-  // samples come out in order, none lost or repeated.
+// Blocks of 64 under host calls of several sizes: a call is led by zeros
+// while fewer processed samples are queued than it asks for, and the
+// processed samples come out in order, none lost or repeated. Bypass takes
+// the same path through the queues without processing.
+TEST_P(ReblockingTest, KeepsTheStreamWholeBehindLeadingSilence) {
+  const ReblockingCase c = GetParam();
   DoublingNode node;
-  node.setup(1, 1, 100, 48000.0);
+  node.setup(1, 1, c.maximumFrames, 48000.0);
   node.setInternalBlockSize(64);
+  node.setBypassed(c.bypassed);
   const std::vector<float> input = ramp(6400);
   std::vector<size_t> leadingZeros;
-  const std::vector<float> output = feed(node, input, 100, 1, &leadingZeros);
-  expectWholeStream(output, input, 2.0f);
-  EXPECT_EQ(leadingZeros[0], 36u); // one block of 64 ready for a call of 100
-  EXPECT_EQ(leadingZeros[1], 0u);
-  EXPECT_EQ(leadingZeros[2], 8u);
+  const std::vector<float> output = feed(node, input, c.hostFrames, 1, &leadingZeros);
+  expectWholeStream(output, input, c.bypassed ? 1.0f : 2.0f);
+  for (size_t call = 0; call < c.leadingZeros.size(); ++call) {
+    EXPECT_EQ(leadingZeros[call], c.leadingZeros[call]) << call;
+  }
+  // The held time stamp starts at the first valid one and advances by blocks.
+  EXPECT_EQ(node.blockTimes.size(), c.bypassed ? 0u : 100u);
+  for (size_t block = 0; block < node.blockTimes.size(); ++block) {
+    ASSERT_EQ(node.blockTimes[block], 1000 + 64 * static_cast<int64_t>(block)) << block;
+  }
 }
 
-TEST(ReblockingTest, BypassPassesAudioThroughTheQueuesWithTheSameDelay) {
-  DoublingNode node;
-  node.setup(1, 1, 128, 48000.0);
-  node.setInternalBlockSize(64);
-  node.setBypassed(true);
-  const std::vector<float> input = ramp(640);
-  const std::vector<float> output = feed(node, input, 10);
-  EXPECT_EQ(output[59], 0.0f);
-  EXPECT_EQ(output[60], input[0]);
-  expectWholeStream(output, input, 1.0f);
-  EXPECT_TRUE(node.blockTimes.empty());
-}
+INSTANTIATE_TEST_SUITE_P(HostBlocks, ReblockingTest,
+                         testing::Values(ReblockingCase{128, 10, false, {10, 10, 10, 10, 10, 10, 0, 0}},
+                                         ReblockingCase{128, 128, false,
+                                                        std::vector<size_t>(50, 0)}, // dividing: no delay at all
+                                         ReblockingCase{100, 100, false, {36, 0, 8}},
+                                         ReblockingCase{128, 10, true, {10, 10, 10, 10, 10, 10, 0, 0}}));
 
 TEST(ReblockingTest, NoOutputsEmptiesTheQueuesAndNoBuffersMeansFalse) {
   DoublingNode node;

@@ -27,6 +27,7 @@ std::vector<std::pair<int, int>> pairs(std::initializer_list<std::pair<int, int>
 
 TEST(GraphTopologyTest, FactoryTypesAndSetup) {
   Graph graph;
+  EXPECT_EQ(graph.getMaximumFrames(), 0); // nothing reported before setup
   EXPECT_FALSE(graph.setup(2, 2, 0, 48000.0));
   EXPECT_FALSE(graph.setup(2, 2, 256, 0.5));
   ASSERT_TRUE(graph.setup(2, 2, 256, 48000.0));
@@ -49,8 +50,12 @@ TEST(GraphTopologyTest, FactoryTypesAndSetup) {
   EXPECT_EQ(addGain(graph, 2), 2u);
 
   graph.reset();
+  EXPECT_EQ(graph.getSampleRate(), 0.0);
+  EXPECT_EQ(graph.getMaximumFrames(), 0);
   ASSERT_TRUE(graph.setup(1, 1, 64, 96000.0));
-  EXPECT_EQ(addGain(graph, 1), 2u); // identifiers start again from 0
+  EXPECT_EQ(addGain(graph, 1), 2u);       // identifiers start again from 0
+  ASSERT_TRUE(graph.prepare(0, 44100.0)); // the rate given to prepare wins
+  EXPECT_EQ(graph.getSampleRate(), 44100.0);
 }
 
 TEST(GraphTopologyTest, ConnectionsMergeAndOverloadIsRefusedOnTheConsole) {
@@ -95,6 +100,7 @@ TEST(RenderSequenceTest, OrdersRootsChainsIsolatedNodesAndCycles) {
   EXPECT_EQ(graph.connections().renderSequence(), (std::vector<uint32_t>{101010, 1, 0}));
 
   graph.reset();
+  EXPECT_TRUE(graph.connections().renderSequence().empty());
   graph.setup(1, 1, 64, 48000.0);
   const uint32_t middle = addGain(graph, 1);
   graph.connectNodes(0, middle);
@@ -193,6 +199,7 @@ TEST(GraphProcessTest, ChainOfTestNodesRunsEndToEndWithoutAllocating) {
   ASSERT_TRUE(graph.prepare(0, 48000.0));
   ASSERT_TRUE(graph.setNodeParameterValue(gain, ParameterIdentifier::vorafier_gain, 3.0f, 0, 0));
   EXPECT_EQ(graph.getNodeLatency(negate), 48);
+  EXPECT_EQ(graph.getNodeLatency(gain), 0); // a node without delay reports none
   EXPECT_EQ(graph.getNodeLatency(99), 0);
 
   std::vector<float> in(4800), left, right;

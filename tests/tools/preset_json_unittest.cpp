@@ -77,6 +77,17 @@ TEST(PresetJsonTest, ErrorsAreOneLineNamingWhere) {
          j["bands"][3]["slowThresholdDb"] = 1;
        }),
        "band 1, channel 0, gainDb = 50 is outside the allowed range -42.1443 to 48.1646 (and 1 more refused)"},
+      {edited([](nlohmann::json& j) { j["bands"][3]["channels"][0]["gain"] = 3; }),
+       "band 3, channel 0: unknown key \"gain\""},
+      {edited([](nlohmann::json& j) { j["bands"][8]["slowfactor"] = 0.1; }), "band 8: unknown key \"slowfactor\""},
+      {edited([](nlohmann::json& j) { j["comment"] = "mine"; }), "the preset: unknown key \"comment\""},
+      {edited([](nlohmann::json& j) { std::swap(j["bands"][4], j["bands"][5]); }),
+       "band 4: the entry at this position says \"band\": 5"},
+      {edited([](nlohmann::json& j) { j["bands"][6]["highHz"] = 2000; }),
+       "band 6: highHz = 2000 differs from the fixed band edge 1681.8 Hz"},
+      {edited([](nlohmann::json& j) { j["version"] = 2; }), "preset format version 2 is not supported"},
+      {edited([](nlohmann::json& j) { j["format"] = "other"; }), "\"format\" is \"other\""},
+      {errorOf(std::string(196, '\0')), "the library refuses the payload 'test.json': band 0, channel 0, "},
   };
   for (const auto& [message, expected] : cases) {
     EXPECT_EQ(message.substr(0, expected.size()), expected);

@@ -11,21 +11,33 @@ double toDb(double linear) {
 }
 } // namespace
 
-Levels measureLevels(const AudioData& audio) {
-  double peak = 0.0;
-  double sumSquares = 0.0;
-  size_t count = 0;
-  for (const auto& channel : audio.channels) {
-    for (float sample : channel) {
-      peak = std::max(peak, static_cast<double>(std::fabs(sample)));
-      sumSquares += static_cast<double>(sample) * sample;
+void LevelMeter::add(const float* samples, long count) {
+  for (long i = 0; i < count; ++i) {
+    const double sample = samples[i];
+    if (!std::isfinite(sample)) {
+      ++nonFinite_;
+      continue;
     }
-    count += channel.size();
+    peak_ = std::max(peak_, std::fabs(sample));
+    sumSquares_ += sample * sample;
+    ++count_;
   }
+}
+
+Levels LevelMeter::levels() const {
   Levels levels;
-  levels.peakDbfs = toDb(peak);
-  levels.rmsDbfs = count > 0 ? toDb(std::sqrt(sumSquares / static_cast<double>(count))) : -INFINITY;
+  levels.peakDbfs = toDb(peak_);
+  levels.rmsDbfs = count_ > 0 ? toDb(std::sqrt(sumSquares_ / static_cast<double>(count_))) : -INFINITY;
+  levels.nonFiniteSamples = nonFinite_;
   return levels;
+}
+
+Levels measureLevels(const AudioData& audio) {
+  LevelMeter meter;
+  for (const auto& channel : audio.channels) {
+    meter.add(channel.data(), static_cast<long>(channel.size()));
+  }
+  return meter.levels();
 }
 
 } // namespace larkspin_tool

@@ -5,103 +5,164 @@
 #include <larkspin/vora_ap.h>
 
 #include <algorithm>
-#include <chrono>
-#include <memory>
+#include <mutex>
 
 namespace larkspin_tool {
 
 namespace {
 
-struct ControlDeleter {
-  void operator()(vora_ap_control* control) const { vora_ap_destroy_control(control); }
-};
+// The library eases its mix towards a new intensity over about 50 ms and
+// starts every control fully processed. Silence of this many hops before
+// the file lets the mix settle as far as it goes: what is left of the ease
+// swings around 5e-21, so a dry or bypassed run gives the input back bit for
+// bit except where the input is exactly zero, where a residue of at most
+// 1e-20 times the input's peak shows in float output.
+constexpr int kSettleHops = 2048;
+// The settling silence goes in calls of whole hops, which leave nothing
+// queued: the file then meets the re-blocking exactly as in a fresh control.
+constexpr int kSettleCallHops = 16;
+
+// Set-up is serialised across workers, as the library asks of creating
+// controls: it may build FFT plans through a planner that is not thread-safe.
+std::mutex setupLock;
+
+void configure(vora_ap_control* control, int sampleRate, int maximumFrames, int channels) {
+  const std::lock_guard lock(setupLock);
+  if (!vora_ap_update(control, static_cast<float>(sampleRate), maximumFrames, channels == 2 ? 1 : 0)) {
+    throw ToolError("the library does not accept a sample rate of " + std::to_string(sampleRate) +
+                    " Hz (32000 to 192000 Hz)");
+  }
+}
 
 } // namespace
 
-ProcessResult processAudio(const AudioData& input, const ProcessOptions& options) {
+void ControlDeleter::operator()(vora_ap_control* control) const {
+  vora_ap_destroy_control(control);
+}
+
+std::vector<ControlHandle> makeControls(int count, const ProcessOptions& options) {
   if (options.blockFrames < 1) {
     throw ToolError("the block length must be at least 1 frame");
   }
-  const int channels = input.channelCount();
-  std::unique_ptr<vora_ap_control, ControlDeleter> control(
-      vora_ap_create_control(static_cast<float>(input.sampleRate), options.blockFrames, channels == 2 ? 1 : 0));
-  if (!control) {
-    throw ToolError("the library does not accept a sample rate of " + std::to_string(input.sampleRate) +
-                    " Hz (32000 to 192000 Hz)");
+  std::vector<ControlHandle> controls;
+  for (int i = 0; i < count; ++i) {
+    controls.emplace_back(vora_ap_create_control(48000.0f, options.blockFrames, 1));
+    if (!controls.back()) {
+      throw ToolError("the library refused to create a control");
+    }
   }
   Payload payload = options.payload;
-  vora_ap_apply_preset_payload(payload.data());
+  if (!vora_ap_apply_preset_payload(payload.data())) {
+    throw ToolError("the library refuses the preset");
+  }
   vora_ap_set_vorafication_intensity(options.intensity);
   vora_ap_set_bypassed(options.bypass);
+  return controls;
+}
 
-  ProcessResult result;
-  result.latencyFrames = static_cast<int>(vora_ap_get_processing_latency(control.get()));
-  const long frames = input.frames();
-  const long skip = options.align ? result.latencyFrames : 0;
-  const long total = frames + skip; // with --align the tail is flushed with zeros
-
-  result.output.sampleRate = input.sampleRate;
-  result.output.format = input.format;
-  result.output.channels.assign(static_cast<size_t>(channels), std::vector<float>(static_cast<size_t>(frames)));
-
-  std::vector<std::vector<float>> block(static_cast<size_t>(channels),
-                                        std::vector<float>(static_cast<size_t>(options.blockFrames)));
-  std::vector<float*> pointers(static_cast<size_t>(channels));
-  for (int ch = 0; ch < channels; ++ch) {
-    pointers[static_cast<size_t>(ch)] = block[static_cast<size_t>(ch)].data();
+StreamProcessor::StreamProcessor(vora_ap_control* control, int sampleRate, int channels, const ProcessOptions& options)
+    : options_(options), channels_(channels), control_(control), reblocking_(0) {
+  configure(control, sampleRate, options.blockFrames, channels);
+  latency_ = static_cast<int>(vora_ap_get_processing_latency(control));
+  const int hop = hopFromLatency(latency_);
+  reblocking_ = ReblockingModel(hop);
+  const bool settle = (options.bypass || options.intensity < 1.0f) && hop > 0;
+  const int settleCall = kSettleCallHops * hop;
+  if (settle && settleCall > options.blockFrames) {
+    // Room for the settling calls; a larger maximum changes nothing else.
+    configure(control, sampleRate, settleCall, channels);
   }
 
-  // The library fades its mix over 50 ms; a bypassed run is primed with
-  // silence so that the file is bypassed from its first sample.
-  if (options.bypass) {
-    const int primeFrames = input.sampleRate / 2;
-    for (int done = 0; done < primeFrames; done += options.blockFrames) {
-      for (float* channel : pointers) {
-        std::fill(channel, channel + options.blockFrames, 0.0f);
+  const size_t blockFrames = static_cast<size_t>(std::max(options.blockFrames, settle ? settleCall : 0));
+  block_.assign(static_cast<size_t>(channels), std::vector<float>(blockFrames, 0.0f));
+  for (auto& channel : block_) {
+    pointers_.push_back(channel.data());
+  }
+  interleaved_.resize(blockFrames * static_cast<size_t>(channels));
+  if (settle) {
+    for (int done = 0; done < kSettleHops; done += kSettleCallHops) {
+      for (auto& channel : block_) {
+        std::fill(channel.begin(), channel.end(), 0.0f);
       }
-      vora_ap_process(control.get(), pointers.data(), std::min(options.blockFrames, primeFrames - done));
+      processBlock(settleCall);
+      primeFrames_ += settleCall;
     }
   }
+}
 
-  std::chrono::steady_clock::duration busy{};
-  long nextReport = 0;
-  for (long start = 0; start < total; start += options.blockFrames) {
-    // Always whole blocks, as a callback delivers them: the last one is
-    // padded with silence and only its useful part is kept.
-    const int count = options.blockFrames;
-    for (int ch = 0; ch < channels; ++ch) {
-      const auto& source = input.channels[static_cast<size_t>(ch)];
-      float* destination = pointers[static_cast<size_t>(ch)];
-      for (int i = 0; i < count; ++i) {
-        const long at = start + i;
-        destination[i] = at < frames ? source[static_cast<size_t>(at)] : 0.0f;
+long StreamProcessor::delayFrames() const {
+  return latency_ + reblocking_.totalPad();
+}
+
+void StreamProcessor::processBlock(int frames) {
+  const int pad = reblocking_.nextPad(frames);
+  const auto before = std::chrono::steady_clock::now();
+  const bool ok = vora_ap_process(control_, pointers_.data(), frames);
+  busy_ += std::chrono::steady_clock::now() - before;
+  if (!ok) {
+    throw ToolError("the library refused to process a block");
+  }
+  processedSamples_ += frames - pad;
+  lastPad_ = pad;
+}
+
+void StreamProcessor::write(const float* interleaved, long frames, const FrameSink& sink) {
+  const int block = options_.blockFrames;
+  for (long i = 0; i < frames;) {
+    const long take = std::min<long>(frames - i, block - filled_);
+    for (long k = 0; k < take; ++k) {
+      for (int ch = 0; ch < channels_; ++ch) {
+        block_[static_cast<size_t>(ch)][static_cast<size_t>(filled_ + k)] = interleaved[(i + k) * channels_ + ch];
       }
     }
-    const auto before = std::chrono::steady_clock::now();
-    const bool ok = vora_ap_process(control.get(), pointers.data(), count);
-    busy += std::chrono::steady_clock::now() - before;
-    if (!ok) {
-      throw ToolError("the library refused to process a block");
-    }
-    for (int ch = 0; ch < channels; ++ch) {
-      auto& destination = result.output.channels[static_cast<size_t>(ch)];
-      for (int i = 0; i < count; ++i) {
-        const long at = start + i - skip;
-        if (at >= 0 && at < frames) {
-          destination[static_cast<size_t>(at)] = pointers[static_cast<size_t>(ch)][i];
-        }
-      }
-    }
-    if (options.progress && start >= nextReport) {
-      options.progress(static_cast<double>(start) / static_cast<double>(total));
-      nextReport = start + total / 200 + 1;
+    filled_ += static_cast<int>(take);
+    fed_ += take;
+    i += take;
+    if (filled_ == block) {
+      runBlock(sink);
     }
   }
-  if (options.progress) {
-    options.progress(1.0);
+}
+
+void StreamProcessor::finish(const FrameSink& sink) {
+  // Always whole blocks, as a callback delivers them: the last one is padded
+  // with silence, and with alignment silence follows until the tail is out.
+  while (filled_ > 0 || (options_.align && emitted_ < fed_)) {
+    for (auto& channel : block_) {
+      std::fill(channel.begin() + filled_, channel.end(), 0.0f);
+    }
+    filled_ = options_.blockFrames;
+    runBlock(sink);
   }
-  result.processingSeconds = std::chrono::duration<double>(busy).count();
-  return result;
+}
+
+void StreamProcessor::runBlock(const FrameSink& sink) {
+  const int block = options_.blockFrames;
+  const long firstProcessed = processedSamples_;
+  processBlock(block);
+  filled_ = 0;
+  const int pad = lastPad_;
+
+  // Which frames of this block's output to keep: with alignment the
+  // processed frames whose input was a frame of the file, else everything
+  // from the file's first block on.
+  int first = 0;
+  if (options_.align) {
+    const long fileIndexOfFirst = firstProcessed - latency_ - primeFrames_;
+    first = pad + static_cast<int>(std::clamp<long>(-fileIndexOfFirst, 0, block - pad));
+  }
+  const long count = std::min<long>(block - first, fed_ - emitted_);
+  if (count <= 0) {
+    return;
+  }
+  for (long k = 0; k < count; ++k) {
+    for (int ch = 0; ch < channels_; ++ch) {
+      interleaved_[static_cast<size_t>(k * channels_ + ch)] =
+          block_[static_cast<size_t>(ch)][static_cast<size_t>(first + k)];
+    }
+  }
+  emitted_ += count;
+  sink(interleaved_.data(), count);
 }
 
 } // namespace larkspin_tool

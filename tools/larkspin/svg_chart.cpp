@@ -1,5 +1,7 @@
 #include "larkspin/svg_chart.h"
 
+#include "larkspin/audio_file.h"
+
 #include "larkspin/tool_error.h"
 
 #include <algorithm>
@@ -157,7 +159,7 @@ void writeTextFile(const std::string& path, const std::string& text) {
   std::ofstream file(path, std::ios::binary);
   if (!(file << text) || !file.flush()) {
     file.close();
-    std::remove(path.c_str());
+    removePartialFile(path);
     throw ToolError("cannot write '" + path + "'");
   }
 }

@@ -12,4 +12,10 @@ public:
   explicit ToolError(const std::string& message) : std::runtime_error(message) {}
 };
 
+// A command line that makes no sense: exit status 2.
+class UsageError : public ToolError {
+public:
+  using ToolError::ToolError;
+};
+
 } // namespace larkspin_tool

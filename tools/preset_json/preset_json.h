@@ -9,9 +9,11 @@
 //      "slowTimeConstantMs": 200.0},
 //     ... thirteen bands in all ]}
 //
-// "band", "lowHz" and "highHz" are for the reader and ignored on input, as
-// are "format" and "version". Values are checked only by the library
-// (vora_preset_check), so every host refuses and rounds exactly alike.
+// "band", "lowHz" and "highHz" are for the reader and cannot be changed: on
+// input they may be left out, but a value that differs is an error, as are
+// unknown keys, another "format" and a "version" other than 1. Values are
+// checked only by the library (vora_preset_check), so every host refuses and
+// rounds exactly alike.
 //
 // Not real-time safe: these functions allocate and throw. Errors are thrown
 // as PresetError with a one-line message; nothing is printed.
@@ -65,8 +67,9 @@ Preset fromJson(const nlohmann::json& json);
 Preset encode(const vora_preset& values);
 
 // Reads preset text: exactly VORA_AP_PRESET_PAYLOAD_SIZE bytes are a payload,
-// taken as they are (decoded, not checked: the library checks it when it is
-// applied); anything else must be the JSON form. `name` is used in messages.
+// taken as they are but refused when the library would refuse any of its
+// values (for example 196 zero bytes, whose gains decode to minus infinity);
+// anything else must be the JSON form. `name` is used in messages.
 Preset parse(std::string_view bytes, const std::string& name);
 
 // Reads a preset file (payload or JSON), as parse().

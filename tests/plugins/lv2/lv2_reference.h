@@ -1,0 +1,131 @@
+// What the plugin must produce: the library driven directly through its C++
+// facade with the same preset, intensity and blocking.
+#pragma once
+
+#include <larkspin/generic_audio_processor.h>
+#include <larkspin/vora_preset.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+namespace larkspin_test {
+
+using Planar = std::vector<std::vector<float>>;
+using PresetPayload = std::array<unsigned char, VORA_AP_PRESET_PAYLOAD_SIZE>;
+
+inline Planar noise(int channels, size_t frames, unsigned seed) {
+  std::mt19937 random(seed);
+  std::uniform_real_distribution<float> level(-0.5f, 0.5f);
+  Planar out(static_cast<size_t>(channels), std::vector<float>(frames));
+  for (auto& channel : out) {
+    for (float& x : channel) {
+      x = level(random);
+    }
+  }
+  return out;
+}
+
+// Block sizes covering `frames`; pattern 0 is the seeded random one.
+inline std::vector<uint32_t> blocks(size_t frames, uint32_t size) {
+  std::vector<uint32_t> out;
+  std::mt19937 random(7);
+  std::uniform_int_distribution<uint32_t> any(1, 5000); // some above the plugin's maximum
+  for (size_t done = 0; done < frames;) {
+    const uint32_t n = static_cast<uint32_t>(std::min<size_t>(size == 0 ? any(random) : size, frames - done));
+    out.push_back(n);
+    done += n;
+  }
+  return out;
+}
+
+// The default preset with louder and quieter bands: audibly not the default.
+inline vora_preset testPreset() {
+  vora_preset preset;
+  vora_preset_default(&preset);
+  for (int b = 0; b < VORA_PRESET_BAND_COUNT; ++b) {
+    for (auto& channel : preset.bands[b].channels) {
+      channel.gainDb = b % 2 == 0 ? 9.0f : -6.0f;
+    }
+  }
+  return preset;
+}
+
+inline PresetPayload encode(const vora_preset& preset) {
+  PresetPayload payload{};
+  vora_preset_encode(&preset, payload.data(), nullptr, 0, nullptr);
+  return payload;
+}
+
+struct PresetChange {
+  size_t afterFrames; // applied once the host has handed over this many frames
+  PresetPayload payload;
+  bool bypassInstead = false; // the change is the host's bypass, not a preset
+};
+
+// Frames handed over in the first `count` blocks of `pattern`.
+inline size_t framesBefore(const std::vector<uint32_t>& pattern, size_t count) {
+  size_t frames = 0;
+  for (size_t i = 0; i < count && i < pattern.size(); ++i) {
+    frames += pattern[i];
+  }
+  return frames;
+}
+
+// The plugin feeds the library whole chunks of a quarter of the FFT size and
+// so delays by one chunk more than the library; its output is the same for
+// every host blocking. A preset applied between host blocks takes effect
+// with the first chunk completed after it. The default preset is in force
+// from the start.
+inline Planar referenceOutput(const Planar& input, float sampleRate, const std::vector<PresetChange>& changes,
+                              float intensity = 1.0f) {
+  const int channels = static_cast<int>(input.size());
+  vora_band_info bands[VORA_BAND_COUNT];
+  const size_t chunk = static_cast<size_t>(vora_preset_band_layout(sampleRate, bands) / 4);
+  vora::GenericAudioProcessor processor;
+  processor.setup(sampleRate, static_cast<int>(chunk), channels);
+  processor.setVoraficationIntensity(intensity);
+  vora_preset defaults;
+  vora_preset_default(&defaults);
+  PresetPayload payload = encode(defaults);
+  processor.applyPresetPayload(payload.data());
+  const size_t frames = input[0].size();
+  Planar output(input.size(), std::vector<float>(frames, 0.0f));
+  std::vector<std::vector<float>> block(input.size(), std::vector<float>(chunk));
+  for (size_t start = 0; start + chunk <= frames; start += chunk) {
+    for (const PresetChange& change : changes) {
+      if (change.afterFrames / chunk == start / chunk) {
+        payload = change.payload;
+        change.bypassInstead ? processor.setBypassed(true) : processor.applyPresetPayload(payload.data());
+      }
+    }
+    float* pointers[2] = {block[0].data(), channels > 1 ? block[1].data() : nullptr};
+    for (size_t c = 0; c < input.size(); ++c) {
+      std::copy_n(input[c].begin() + static_cast<long>(start), chunk, block[c].begin());
+    }
+    processor.process(pointers, static_cast<int>(chunk));
+    for (size_t c = 0; c < input.size(); ++c) {
+      const size_t n = std::min(chunk, frames - std::min(frames, start + chunk));
+      std::copy_n(block[c].begin(), n, output[c].begin() + static_cast<long>(start + chunk));
+    }
+  }
+  return output;
+}
+
+inline float maxDifference(const Planar& a, const Planar& b) {
+  float worst = a.size() == b.size() ? 0.0f : INFINITY;
+  for (size_t c = 0; c < a.size() && c < b.size(); ++c) {
+    if (a[c].size() != b[c].size()) {
+      return INFINITY;
+    }
+    for (size_t i = 0; i < a[c].size(); ++i) {
+      worst = std::max(worst, std::abs(a[c][i] - b[c][i]));
+    }
+  }
+  return worst;
+}
+
+} // namespace larkspin_test

@@ -1,0 +1,201 @@
+// The program's handling of files: refusals, formats, streaming through
+// pipes with flat memory, and many files at once.
+#include "tool_runner.h"
+
+#include <nlohmann/json.hpp>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <cmath>
+
+namespace larkspin_test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class FilesTest : public ToolRunner {};
+
+TEST_F(FilesTest, RefusalsSayWhyAndLeaveNoOutput) {
+  write("in.wav", testSignal(48000, 2, 4800, 1u), SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+  const std::string in = path("in.wav") + " ";
+  const Audio before = read("in.wav");
+  // Payloads the library refuses: all zeros (gains of minus infinity) and noise.
+  std::ofstream(path("zero.bin"), std::ios::binary) << std::string(196, '\0');
+  std::mt19937 random(5u);
+  std::string noise(196, ' ');
+  for (char& byte : noise) {
+    byte = static_cast<char>(random());
+  }
+  std::ofstream(path("random.bin"), std::ios::binary) << noise;
+  nlohmann::json flat = {{"bands", nlohmann::json::array()}};
+  for (int band = 0; band < 13; ++band) {
+    const nlohmann::json channel = {{"gainDb", 0}, {"fastThresholdDb", 0}, {"fastRatio", 1}};
+    flat["bands"].push_back({{"channels", {channel, channel}},
+                             {"slowThresholdDb", 0},
+                             {"slowFactor", 0},
+                             {"slowDelayMs", 0},
+                             {"slowTimeConstantMs", 0}});
+  }
+  std::ofstream(path("flat.json")) << flat.dump();
+  struct Case {
+    std::string arguments;
+    int status;
+    std::string message;
+    std::string mustNotExist;
+    std::string stdoutTo = "";
+  };
+  const Case cases[] = {
+      {"process " + in + path("o.wav") + " --intensity nan", 2, "not a finite number", "o.wav"},
+      {"process " + in + path("o.wav") + " --intensity=-inf", 2, "not a finite number", "o.wav"},
+      {"process " + in + "/dev/full", 1, "No space left", ""},
+      {"process " + in + "- --format wav", 1, "No space left", "", "/dev/full"},
+      {"process " + in + path("o.wav") + " --json", 1, "standard output", "", "/dev/full"},
+      {"process " + in + path("o.wav") + " --report /dev/full", 1, "cannot write '/dev/full'", "o.wav"},
+      {"process " + in + path("o.wav") + " --report " + path("no/dir.svg"), 1, "report", "o.wav"},
+      {"process " + in + path("o.xyz"), 1, "unknown extension '.xyz'", "o.xyz"},
+      {"process " + in + path("o.wav") + " --format xyz", 1, "unknown output format 'xyz'", "o.wav"},
+      {"process " + in + path("in.wav"), 1, "is the input itself", ""},
+      {"procss " + in + path("o.wav"), 2, "did you mean 'process'?", "o.wav"},
+      {"process --intensty 0.5 " + in + path("o.wav"), 2, "did you mean '--intensity'?", "o.wav"},
+      {"process " + in, 2, "IN and OUT", ""},
+      {"preset encode " + path("missing.json") + " /dev/full", 1, "cannot read", ""},
+      {"process " + in + path("o.wav") + " --preset " + path("zero.bin"), 1, "the library refuses the payload",
+       "o.wav"},
+      {"process " + in + path("o.wav") + " --preset " + path("random.bin"), 1, "more refused)", "o.wav"},
+      {"preset decode " + path("zero.bin"), 1, "band 0, channel 0, ", ""},
+      {"plot --rate 48000 --preset " + path("random.bin") + " " + path("o.svg"), 1, "refuses", "o.svg"},
+      {"preset encode " + path("flat.json") + " /dev/full", 1, "cannot write '/dev/full'", ""},
+      {"preset decode " + path("flat.json"), 1, "standard output", "", "/dev/full"},
+  };
+  for (const Case& c : cases) {
+    const ToolRun result = run(c.arguments, c.stdoutTo);
+    EXPECT_EQ(result.status, c.status) << c.arguments << "\n" << result.err;
+    EXPECT_EQ(result.err.rfind("larkspin: error: ", 0), 0u) << c.arguments << "\n" << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << c.arguments << "\n" << result.err;
+    EXPECT_NE(result.err.find(c.message), std::string::npos) << c.arguments << "\n" << result.err;
+    EXPECT_EQ(result.out, "") << c.arguments;
+    if (!c.mustNotExist.empty()) {
+      EXPECT_FALSE(fs::exists(path(c.mustNotExist))) << c.arguments;
+    }
+  }
+  EXPECT_TRUE(fs::is_character_file("/dev/full"));
+  const ToolRun version = run("--version");
+  EXPECT_EQ(version.status, 0);
+  EXPECT_NE(version.out.find("C interface 3.4.0, processing core "), std::string::npos) << version.out;
+  EXPECT_EQ(read("in.wav").channels, before.channels);
+}
+
+TEST_F(FilesTest, OutputFormatFollowsTheExtensionOrFormat) {
+  write("in.wav", testSignal(44100, 1, 4410, 2u), SF_FORMAT_WAV | SF_FORMAT_FLOAT);
+  const struct {
+    std::string output, extra;
+    int major;
+  } cases[] = {{"o.flac", "", SF_FORMAT_FLAC},
+               {"o.aif", "", SF_FORMAT_AIFF},
+               {"o.ogg", "", SF_FORMAT_OGG},
+               {"o.wav", "--format au", SF_FORMAT_AU},
+               {"noextension", "", SF_FORMAT_WAV}};
+  for (const auto& c : cases) {
+    const ToolRun result = run("process " + path("in.wav") + " " + path(c.output) + " -q " + c.extra);
+    ASSERT_EQ(result.status, 0) << c.output << result.err;
+    int format = 0;
+    EXPECT_EQ(read(c.output, &format).channels[0].size(), 4410u) << c.output;
+    EXPECT_EQ(format & SF_FORMAT_TYPEMASK, c.major) << c.output;
+  }
+}
+
+TEST_F(FilesTest, LevelsLeaveOutNonFiniteSamples) {
+  Audio audio = testSignal(48000, 1, 4800, 3u);
+  for (int i = 0; i < 100; ++i) {
+    audio.channels[0][static_cast<size_t>(1000 + i)] = i % 2 == 0 ? NAN : INFINITY;
+  }
+  write("nan.wav", audio, SF_FORMAT_WAV | SF_FORMAT_FLOAT);
+  const ToolRun result = run("process " + path("nan.wav") + " " + path("o.wav") + " --json");
+  ASSERT_EQ(result.status, 0) << result.err;
+  const auto file = nlohmann::json::parse(result.out)["files"][0];
+  EXPECT_EQ(file["nonFiniteInputSamples"], 100);
+  EXPECT_TRUE(file["rmsInDbfs"].is_number());
+  EXPECT_GT(file["rmsInDbfs"].get<double>(), -20.0);
+}
+
+// Peak resident memory of one run of the program, in kilobytes.
+long peakMemoryKb(const std::vector<std::string>& arguments) {
+  const pid_t child = fork();
+  if (child == 0) {
+    const int null = open("/dev/null", O_WRONLY);
+    dup2(null, STDOUT_FILENO);
+    dup2(null, STDERR_FILENO);
+    std::vector<char*> argv{const_cast<char*>(LARKSPIN_TOOL_PATH)};
+    for (const auto& argument : arguments) {
+      argv.push_back(const_cast<char*>(argument.c_str()));
+    }
+    argv.push_back(nullptr);
+    execv(LARKSPIN_TOOL_PATH, argv.data());
+    _exit(127);
+  }
+  int status = 0;
+  rusage usage{};
+  wait4(child, &status, 0, &usage);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  return usage.ru_maxrss;
+}
+
+TEST_F(FilesTest, MemoryStaysFlatWhateverTheLength) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the sanitiser's own memory hides the program's";
+#endif
+  // 10 s and 40 s: holding whole files would take 11 MB more for the longer.
+  long peak[2] = {};
+  for (int i = 0; i < 2; ++i) {
+    const std::string name = "long" + std::to_string(i) + ".wav";
+    write(name, testSignal(48000, 1, 48000L * 10 * (1 + 3 * i), 4u), SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    peak[i] = peakMemoryKb({"process", path(name), path("out.wav"), "--align", "--report", path("r.svg")});
+    fs::remove(path(name));
+  }
+  EXPECT_LT(peak[1], peak[0] + 3000) << peak[0] << " kB for 10 s, " << peak[1] << " kB for 40 s";
+}
+
+TEST_F(FilesTest, PipesGiveWhatFilesGive) {
+  write("in.wav", testSignal(48000, 2, 24000, 5u), SF_FORMAT_WAV | SF_FORMAT_PCM_24);
+  ASSERT_EQ(run("process " + path("in.wav") + " " + path("file.wav") + " --block 100 --align").status, 0);
+  // Two programs in a row: through a pipe in a header-only format, then back.
+  const ToolRun piped = run("process - - --format au --block 100 --align <" + path("in.wav") + " | " +
+                            LARKSPIN_TOOL_PATH + " process - " + path("pipe.wav") + " --bypass --align --format wav");
+  ASSERT_EQ(piped.status, 0) << piped.err;
+  ASSERT_EQ(run("process - - --format wav --block 100 --align <" + path("in.wav"), path("stdout.wav")).status, 0);
+  EXPECT_TRUE(slurp(path("stdout.wav")) == slurp(path("file.wav")));
+  EXPECT_EQ(read("pipe.wav").channels, read("file.wav").channels);
+}
+
+TEST_F(FilesTest, BatchKeepsGoingPastABadFile) {
+  fs::create_directories(path("in"));
+  std::string inputs;
+  for (int i = 0; i < 4; ++i) {
+    const std::string name = "in/" + std::to_string(i) + ".wav";
+    write(name, testSignal(i % 2 == 0 ? 48000 : 96000, 1 + i % 2, 9600, static_cast<unsigned>(i)),
+          SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    inputs += " " + path(name);
+  }
+  std::ofstream(path("in/bad.wav")) << "not audio";
+  inputs += " " + path("in/bad.wav");
+
+  const ToolRun batch = run("process" + inputs + " --out-dir " + path("out") + " -j 2 --block 100 --intensity 0.5");
+  EXPECT_EQ(batch.status, 1);
+  EXPECT_NE(batch.out.find("FAILED  " + path("in/bad.wav")), std::string::npos) << batch.out;
+  EXPECT_NE(batch.out.find("5 files, 1 failed"), std::string::npos) << batch.out;
+  EXPECT_NE(batch.err.find("bad.wav"), std::string::npos) << batch.err;
+  EXPECT_FALSE(fs::exists(path("out/bad.wav")));
+  for (int i = 0; i < 4; ++i) {
+    const std::string name = std::to_string(i) + ".wav";
+    ASSERT_EQ(run("process " + path("in/" + name) + " " + path(name) + " --block 100 --intensity 0.5").status, 0);
+    EXPECT_TRUE(slurp(path("out/" + name)) == slurp(path(name))) << name;
+  }
+  const ToolRun quiet = run("process" + inputs + " --out-dir " + path("out") + " --quiet");
+  EXPECT_EQ(quiet.status, 1);
+  EXPECT_EQ(quiet.out, "");
+}
+
+} // namespace
+} // namespace larkspin_test

@@ -1,0 +1,111 @@
+// Runs the built larkspin program in a scratch directory and reads and
+// writes the audio files it works on.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sndfile.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace larkspin_test {
+
+struct ToolRun {
+  int status; // exit status
+  std::string out, err;
+};
+
+// Channel-major samples and the file's rate.
+struct Audio {
+  int rate = 0;
+  std::vector<std::vector<float>> channels;
+};
+
+class ToolRunner : public testing::Test {
+protected:
+  void SetUp() override {
+    dir_ = std::filesystem::temp_directory_path() / ("larkspin-tool-" + std::to_string(::getpid()) + "-" +
+                                                     testing::UnitTest::GetInstance()->current_test_info()->name());
+    std::filesystem::remove_all(dir_);
+    std::filesystem::create_directories(dir_);
+  }
+  void TearDown() override { std::filesystem::remove_all(dir_); }
+
+  std::string path(const std::string& name) const { return (dir_ / name).string(); }
+
+  // `arguments` is a shell fragment; the program's name goes in front.
+  // Standard output goes to `stdoutTo`, or else is captured.
+  ToolRun run(const std::string& arguments, const std::string& stdoutTo = "") const {
+    const std::string out = stdoutTo.empty() ? path("stdout.txt") : stdoutTo, err = path("stderr.txt");
+    const std::string command = std::string(LARKSPIN_TOOL_PATH) + " " + arguments + " >" + out + " 2>" + err;
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, stdoutTo.empty() ? slurp(out) : "", slurp(err)};
+  }
+
+  static std::string slurp(const std::string& file) {
+    std::ifstream in(file, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+  }
+
+  void write(const std::string& name, const Audio& audio, int format) const {
+    SF_INFO info{};
+    info.samplerate = audio.rate;
+    info.channels = static_cast<int>(audio.channels.size());
+    info.format = format;
+    SNDFILE* file = sf_open(path(name).c_str(), SFM_WRITE, &info);
+    ASSERT_NE(file, nullptr) << sf_strerror(nullptr);
+    std::vector<float> interleaved;
+    for (size_t i = 0; i < audio.channels[0].size(); ++i) {
+      for (const auto& channel : audio.channels) {
+        interleaved.push_back(channel[i]);
+      }
+    }
+    sf_writef_float(file, interleaved.data(), static_cast<sf_count_t>(audio.channels[0].size()));
+    sf_close(file);
+  }
+
+  Audio read(const std::string& name, int* format = nullptr) const {
+    SF_INFO info{};
+    SNDFILE* file = sf_open(path(name).c_str(), SFM_READ, &info);
+    EXPECT_NE(file, nullptr) << name;
+    if (file == nullptr) {
+      return {};
+    }
+    std::vector<float> interleaved(static_cast<size_t>(info.frames * info.channels));
+    sf_readf_float(file, interleaved.data(), info.frames);
+    sf_close(file);
+    if (format != nullptr) {
+      *format = info.format;
+    }
+    Audio audio{info.samplerate, std::vector<std::vector<float>>(static_cast<size_t>(info.channels))};
+    for (size_t i = 0; i < interleaved.size(); ++i) {
+      audio.channels[i % audio.channels.size()].push_back(interleaved[i]);
+    }
+    return audio;
+  }
+
+  // Noise on a 16-bit grid, so that both integer and float files hold it
+  // exactly; it starts with exact silence.
+  static Audio testSignal(int rate, int channels, long frames, unsigned seed) {
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<int> sample(-20000, 20000);
+    Audio audio{rate, std::vector<std::vector<float>>(static_cast<size_t>(channels))};
+    for (auto& channel : audio.channels) {
+      for (long i = 0; i < frames; ++i) {
+        channel.push_back(i < 100 ? 0.0f : static_cast<float>(sample(random)) / 32768.0f);
+      }
+    }
+    return audio;
+  }
+
+  std::filesystem::path dir_;
+};
+
+} // namespace larkspin_test

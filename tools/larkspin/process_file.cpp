@@ -1,0 +1,147 @@
+#include "larkspin/process_file.h"
+
+#include "larkspin/average_levels.h"
+#include "larkspin/svg_chart.h"
+#include "larkspin/tool_error.h"
+
+#include <sndfile.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+
+namespace larkspin_tool {
+
+namespace {
+
+constexpr long kChunkFrames = 8192;
+
+void refuseSameFile(const std::string& input, const std::string& output) {
+  std::error_code error;
+  if (input != "-" && output != "-" && std::filesystem::equivalent(input, output, error)) {
+    throw ToolError("the output '" + output + "' is the input itself");
+  }
+}
+
+// Makes sure the report can be written before any audio is.
+void probeReport(const std::string& path) {
+  if (path.empty()) {
+    return;
+  }
+  std::ofstream file(path, std::ios::binary | std::ios::app);
+  if (!file) {
+    throw ToolError("cannot write the report '" + path + "'");
+  }
+}
+
+void run(const FileJob& job, vora_ap_control* control, const ProcessOptions& options, ProgressBar* progress,
+         FileResult& result) {
+  refuseSameFile(job.input, job.output);
+  AudioReader reader(job.input);
+  const int channels = reader.channels();
+  const int rate = reader.sampleRate();
+  result.sampleRate = rate;
+  result.channels = channels;
+  const int format = chooseOutputFormat(job.output, job.formatName, reader.format(), channels, rate);
+  StreamProcessor processor(control, rate, channels, options);
+  probeReport(job.report);
+  AudioWriter writer(job.output, rate, channels, format);
+
+  LevelMeter inLevels, outLevels;
+  std::optional<SpectrumMeter> inSpectrum, outSpectrum;
+  if (!job.report.empty()) {
+    inSpectrum.emplace(rate, channels);
+    outSpectrum.emplace(rate, channels);
+  }
+  const FrameSink sink = [&](const float* frames, long count) {
+    writer.write(frames, count);
+    outLevels.add(frames, count * channels);
+    if (outSpectrum) {
+      outSpectrum->add(frames, count);
+    }
+  };
+  std::vector<float> chunk(static_cast<size_t>(kChunkFrames * channels));
+  for (long got; (got = reader.read(chunk.data(), kChunkFrames)) > 0;) {
+    inLevels.add(chunk.data(), got * channels);
+    if (inSpectrum) {
+      inSpectrum->add(chunk.data(), got);
+    }
+    processor.write(chunk.data(), got, sink);
+    result.frames += got;
+    if (progress != nullptr) {
+      progress->advance(got);
+    }
+  }
+  processor.finish(sink);
+  writer.close();
+  if (inSpectrum) {
+    try {
+      writeSpectrumReport(job.report, inSpectrum->spectrum(), outSpectrum->spectrum(), rate);
+    } catch (const ToolError&) {
+      removePartialFile(job.output);
+      throw;
+    }
+  }
+  result.in = inLevels.levels();
+  result.out = outLevels.levels();
+  result.latencyFrames = processor.latencyFrames();
+  result.delayFrames = processor.delayFrames();
+  result.processingSeconds = processor.processingSeconds();
+}
+
+} // namespace
+
+FileResult processFile(const FileJob& job, vora_ap_control* control, const ProcessOptions& options,
+                       ProgressBar* progress) {
+  FileResult result;
+  result.job = job;
+  try {
+    run(job, control, options, progress, result);
+    result.ok = true;
+  } catch (const std::exception& error) {
+    result.error = error.what();
+    if (!job.report.empty()) {
+      removePartialFile(job.report);
+    }
+  }
+  return result;
+}
+
+AudioLength audioFileLength(const std::string& path) {
+  if (path == "-") {
+    return {};
+  }
+  SF_INFO info{};
+  SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
+  if (file == nullptr) {
+    return {};
+  }
+  sf_close(file);
+  return {static_cast<long>(info.frames),
+          info.samplerate > 0 ? static_cast<double>(info.frames) / info.samplerate : 0.0};
+}
+
+void writeSpectrumReport(const std::string& path, const Spectrum& before, const Spectrum& after, int sampleRate) {
+  ChartSeries in{"input", seriesColour(0), {}, false};
+  ChartSeries out{"output", seriesColour(1), {}, false};
+  double top = -200.0;
+  for (size_t k = 0; k < before.frequencyHz.size(); ++k) {
+    in.points.emplace_back(before.frequencyHz[k], before.levelDb[k]);
+    out.points.emplace_back(after.frequencyHz[k], after.levelDb[k]);
+    top = std::max({top, before.levelDb[k], after.levelDb[k]});
+  }
+  ChartOptions options;
+  options.title = "Long-term average spectrum";
+  options.xLabel = "frequency (Hz)";
+  options.yLabel = "level (dB re full-scale sine)";
+  options.logX = true;
+  options.xMin = 20.0;
+  options.xMax = sampleRate / 2.0;
+  options.yMax = std::ceil(top / 10.0) * 10.0 + 5.0;
+  options.yMin = options.yMax - 100.0;
+  writeTextFile(path, renderChart(options, {in, out}));
+}
+
+} // namespace larkspin_tool

@@ -1,0 +1,47 @@
+// One audio file through the library, read, processed and written in chunks,
+// with its levels measured on the way.
+#pragma once
+
+#include "larkspin/average_levels.h"
+#include "larkspin/levels.h"
+#include "larkspin/processing.h"
+#include "larkspin/progress_bar.h"
+
+#include <string>
+
+namespace larkspin_tool {
+
+struct FileJob {
+  std::string input;      // a path, or "-" for standard input
+  std::string output;     // a path, or "-" for standard output
+  std::string formatName; // empty: from the output's extension
+  std::string report;     // optional SVG of the average spectra
+};
+
+struct FileResult {
+  FileJob job;
+  bool ok = false;
+  std::string error;
+  int sampleRate = 0;
+  int channels = 0;
+  long frames = 0;
+  Levels in, out;
+  int latencyFrames = 0;
+  long delayFrames = 0; // latency plus re-blocking silence; removed with --align
+  double processingSeconds = 0.0;
+};
+
+// Never throws: a failure is described in the result, and leaves no output.
+FileResult processFile(const FileJob& job, vora_ap_control* control, const ProcessOptions& options,
+                       ProgressBar* progress);
+
+// The length of an audio file in frames and seconds; 0 when it cannot be told.
+struct AudioLength {
+  long frames = 0;
+  double seconds = 0.0;
+};
+AudioLength audioFileLength(const std::string& path);
+
+void writeSpectrumReport(const std::string& path, const Spectrum& before, const Spectrum& after, int sampleRate);
+
+} // namespace larkspin_tool
