@@ -211,7 +211,10 @@ void Processor::applyPreset(const py::object& payload) {
 }
 
 void Processor::reset() {
-  const bool ok = locked([&] { return instance().setup(static_cast<float>(sampleRate_), maxBlock_, channels_); });
+  // Set-up keeps the interpreter lock: it serialises set-ups across
+  // Processors, which the library asks of its hosts.
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const bool ok = instance().setup(static_cast<float>(sampleRate_), maxBlock_, channels_);
   if (!ok) {
     throw std::runtime_error("the library could not set the Processor up again");
   }

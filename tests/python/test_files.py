@@ -20,14 +20,14 @@ def test_process_file_writes_what_the_program_writes(program, payload, tmp_path,
     source = tmp_path / "in.wav"
     soundfile.write(source, noise(channels, 7777, level=0.4).T, rate, subtype=subtype)
     (tmp_path / "preset.bin").write_bytes(payload)
-    arguments = ["--preset", tmp_path / "preset.bin", "--intensity", "0.6", "--block", "512"]
+    arguments = ["--preset", tmp_path / "preset.bin", "--intensity", "1.0", "--block", "512"]
     subprocess.run(
         [program, "process", source, tmp_path / "program.wav", *arguments] + (["--align"] if align else []),
         check=True,
         capture_output=True,
     )
     returned = larkspin.process_file(
-        source, tmp_path / "module.wav", preset=payload, intensity=0.6, align=align, max_block=512
+        source, tmp_path / "module.wav", preset=payload, intensity=1.0, align=align, max_block=512
     )
 
     written, written_rate = soundfile.read(tmp_path / "module.wav", dtype="float32", always_2d=True)
