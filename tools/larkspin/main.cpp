@@ -5,6 +5,7 @@
 #include "larkspin/band_chart.h"
 #include "larkspin/demo_signal.h"
 #include "larkspin/levels.h"
+#include "larkspin/preset_choice.h"
 #include "larkspin/preset_file.h"
 #include "larkspin/processing.h"
 #include "larkspin/svg_chart.h"
@@ -18,6 +19,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <tuple>
 #include <unistd.h>
 
 namespace larkspin_tool {
@@ -56,40 +58,79 @@ std::function<void(double)> progressBar(const AudioData& input) {
   };
 }
 
-void writeSpectrumReport(const std::string& path, const AudioData& input, const AudioData& output) {
+// The long-term average spectra before and after; a silent signal is named
+// as such instead of drawn as a line at the bottom of the dB range.
+void writeSpectrumReport(const std::string& path, const std::string& title, const AudioData& input,
+                         const AudioData& output) {
+  constexpr double kSilentDb = -250.0;
   const Spectrum before = averageSpectrum(input);
   const Spectrum after = averageSpectrum(output);
-  ChartSeries in{"input", seriesColour(0), {}, false};
-  ChartSeries out{"output", seriesColour(1), {}, false};
+  std::vector<ChartSeries> series;
   double top = -200.0;
-  for (size_t k = 0; k < before.frequencyHz.size(); ++k) {
-    in.points.emplace_back(before.frequencyHz[k], before.levelDb[k]);
-    out.points.emplace_back(after.frequencyHz[k], after.levelDb[k]);
-    top = std::max({top, before.levelDb[k], after.levelDb[k]});
+  bool anySound = false;
+  for (const auto& [name, spectrum, index] : {std::tuple{"input", &before, 0}, std::tuple{"output", &after, 1}}) {
+    const double loudest =
+        spectrum->levelDb.empty() ? -300.0 : *std::max_element(spectrum->levelDb.begin(), spectrum->levelDb.end());
+    ChartSeries s{name, seriesColour(static_cast<size_t>(index)), {}, false, {}};
+    if (loudest < kSilentDb) {
+      s.label += " (silent)";
+    } else {
+      anySound = true;
+      top = std::max(top, loudest);
+      for (size_t k = 0; k < spectrum->frequencyHz.size(); ++k) {
+        s.points.emplace_back(spectrum->frequencyHz[k], spectrum->levelDb[k]);
+      }
+    }
+    series.push_back(std::move(s));
   }
   ChartOptions options;
-  options.title = "Long-term average spectrum";
+  options.title = title;
   options.xLabel = "frequency (Hz)";
   options.yLabel = "level (dB re full-scale sine)";
   options.logX = true;
   options.xMin = 20.0;
   options.xMax = input.sampleRate / 2.0;
-  options.yMax = std::ceil(top / 10.0) * 10.0 + 5.0;
+  options.yMax = anySound ? std::ceil(top / 10.0) * 10.0 + 5.0 : 0.0;
   options.yMin = options.yMax - 100.0;
-  writeTextFile(path, renderChart(options, {in, out}));
+  if (!anySound) {
+    options.labels.push_back({std::sqrt(options.xMin * options.xMax), -50.0, "silent: nothing to show", "#333333"});
+  }
+  writeTextFile(path, renderChart(options, series));
+}
+
+std::string reportTitle(const std::string& file, const std::string& preset, double intensity) {
+  char amount[32];
+  std::snprintf(amount, sizeof amount, "%.2f", intensity);
+  return "Average spectrum of " + std::filesystem::path(file).filename().string() + ", preset " + preset +
+         ", intensity " + amount;
+}
+
+std::string presetName(const PresetChoice& choice) {
+  std::string name =
+      choice.path.empty() ? "the default preset" : std::filesystem::path(choice.path).filename().string();
+  for (const std::string& setting : choice.settings) {
+    name += " " + setting;
+  }
+  return name;
 }
 
 struct ProcessArguments {
-  std::string input, output, preset, report;
+  std::string input, output, report;
+  PresetChoice preset;
   float intensity = 1.0f;
   bool bypass = false, align = false;
   int block = 256;
 };
 
 int runProcess(const ProcessArguments& args) {
+  if (!args.report.empty()) {
+    requireSvgPath(args.report);
+  }
   const AudioData input = readAudioFile(args.input);
   ProcessOptions options;
-  options.payload = args.preset.empty() ? encodePayload(defaultPreset()) : loadPreset(args.preset).payload;
+  const larkspin_json::Preset preset = resolvePreset(args.preset);
+  reportRounding(preset);
+  options.payload = preset.payload;
   options.intensity = args.intensity;
   options.bypass = args.bypass;
   options.blockFrames = args.block;
@@ -98,7 +139,9 @@ int runProcess(const ProcessArguments& args) {
   const ProcessResult result = processAudio(input, options);
   writeAudioFile(args.output, result.output);
   if (!args.report.empty()) {
-    writeSpectrumReport(args.report, input, result.output);
+    writeSpectrumReport(args.report,
+                        reportTitle(args.input, presetName(args.preset), args.bypass ? 0.0 : args.intensity), input,
+                        result.output);
   }
   printSummary(input, result);
   return 0;
@@ -124,14 +167,26 @@ int runPresetEncode(const std::string& jsonPath, const std::string& outPath) {
   return 0;
 }
 
-int runPlot(int sampleRate, const std::string& presetPath, const std::string& outPath) {
-  std::optional<vora_preset> preset;
-  if (!presetPath.empty()) {
-    vora_preset stored;
-    vora_preset_decode(loadPreset(presetPath).payload.data(), &stored);
-    preset = stored;
+int runPresetDefault(const std::vector<std::string>& settings) {
+  vora_preset preset = defaultPreset();
+  for (const std::string& setting : settings) {
+    applySetting(preset, setting);
   }
-  writeTextFile(outPath, renderBandChart(sampleRate, preset));
+  const larkspin_json::Preset encoded = larkspin_json::encode(preset);
+  for (const std::string& note : encoded.roundingNotes) {
+    std::fprintf(stderr, "larkspin: note: %s\n", note.c_str());
+  }
+  std::cout << larkspin_json::toJsonText(preset);
+  return 0;
+}
+
+int runPlot(int sampleRate, const PresetChoice& choice, const std::string& outPath) {
+  requireSvgPath(outPath);
+  const larkspin_json::Preset preset = resolvePreset(choice);
+  reportRounding(preset);
+  vora_preset stored;
+  vora_preset_decode(preset.payload.data(), &stored);
+  writeTextFile(outPath, renderBandChart(sampleRate, stored, presetName(choice)));
   return 0;
 }
 
@@ -147,8 +202,8 @@ int runDemo(const std::string& directory) {
   options.intensity = 1.0f;
   const ProcessResult result = processAudio(input, options);
   writeAudioFile((dir / "output.wav").string(), result.output);
-  writeSpectrumReport((dir / "report.svg").string(), input, result.output);
-  writeTextFile((dir / "bands.svg").string(), renderBandChart(48000, defaultPreset()));
+  writeSpectrumReport((dir / "report.svg").string(), reportTitle("input.wav", "default", 1.0), input, result.output);
+  writeTextFile((dir / "bands.svg").string(), renderBandChart(48000, defaultPreset(), "the default preset"));
   std::printf("demo: default preset (%s) at intensity 1.0\n", kDefaultPresetDescription);
   std::printf("wrote %s/{input.wav, output.wav, report.svg, bands.svg}\n", directory.c_str());
   printSummary(input, result);
@@ -167,8 +222,7 @@ int main(int argc, char** argv) {
   auto* processCommand = app.add_subcommand("process", "process an audio file through the library");
   processCommand->add_option("IN", process.input, "input audio file (mono or stereo)")->required();
   processCommand->add_option("OUT", process.output, "output file, same format and rate")->required();
-  processCommand->add_option("--preset", process.preset,
-                             std::string("196-byte payload or JSON preset; default: ") + kDefaultPresetDescription);
+  addPresetOptions(processCommand, process.preset);
   processCommand->add_option("--intensity", process.intensity, "intensity 0..1 (default 1)")
       ->check(CLI::Range(0.0, 1.0));
   processCommand->add_flag("--bypass", process.bypass, "bypass the processing (output is the delayed input)");
@@ -182,15 +236,20 @@ int main(int argc, char** argv) {
   std::string decodePath, encodeIn, encodeOut;
   auto* decodeCommand = presetCommand->add_subcommand("decode", "print a payload file as JSON");
   decodeCommand->add_option("FILE", decodePath, "196-byte payload (or JSON)")->required();
+  std::vector<std::string> defaultSettings;
+  auto* defaultCommand =
+      presetCommand->add_subcommand("default", "print the built-in default preset as JSON, a place to start");
+  defaultCommand->add_option("--set", defaultSettings, "change one value first, e.g. all.fastRatio=1");
   auto* encodeCommand = presetCommand->add_subcommand("encode", "write a JSON preset as a payload file");
   encodeCommand->add_option("JSON", encodeIn, "JSON preset")->required();
   encodeCommand->add_option("OUT", encodeOut, "196-byte payload to write")->required();
 
   int plotRate = 48000;
-  std::string plotPreset, plotOut;
+  std::string plotOut;
+  PresetChoice plotPreset;
   auto* plotCommand = app.add_subcommand("plot", "draw the band responses and a preset's gains as SVG");
   plotCommand->add_option("--rate", plotRate, "sample rate in Hz")->required();
-  plotCommand->add_option("--preset", plotPreset, "payload or JSON preset whose gains to draw");
+  addPresetOptions(plotCommand, plotPreset);
   plotCommand->add_option("OUT", plotOut, "SVG file to write")->required();
 
   std::string demoDir = "demo";
@@ -204,6 +263,9 @@ int main(int argc, char** argv) {
     }
     if (*decodeCommand) {
       return runPresetDecode(decodePath);
+    }
+    if (*defaultCommand) {
+      return runPresetDefault(defaultSettings);
     }
     if (*encodeCommand) {
       return runPresetEncode(encodeIn, encodeOut);
