@@ -48,8 +48,9 @@ std::string renderBandChart(int sampleRate, const vora_preset& preset, const std
   const float rate = static_cast<float>(sampleRate);
   vora_band_info bands[VORA_BAND_COUNT];
   const int fftSize = layoutOrThrow(sampleRate, bands);
-  const double lowestHz = static_cast<double>(sampleRate) / fftSize;
+  const double lowestHz = static_cast<double>(sampleRate) / fftSize; // the first bin the engine keeps
   const double nyquistHz = sampleRate / 2.0;
+  const double leftHz = lowestHz / 1.6; // room for band 0's label
   const ChartSpan uncontrolled{bands[VORA_BAND_COUNT - 1].lowHz, nyquistHz, "band 13: no controls"};
 
   // The band responses as the engine applies them, at the FFT's bins.
@@ -68,7 +69,7 @@ std::string renderBandChart(int sampleRate, const vora_preset& preset, const std
       s.points.emplace_back(hz, std::max(vora_preset_band_response_db(rate, band, hz), -300.0));
     }
     responses.series.push_back(std::move(s));
-    responses.options.labels.push_back({std::clamp(bands[band].centreHz, lowestHz * 1.3, nyquistHz / 1.05), 2.0,
+    responses.options.labels.push_back({std::clamp(bands[band].centreHz, leftHz * 1.15, nyquistHz / 1.05), 2.0,
                                         std::to_string(band), bandColour(band)});
   }
   responses.options.spans.push_back(uncontrolled);
@@ -84,7 +85,7 @@ std::string renderBandChart(int sampleRate, const vora_preset& preset, const std
     high = std::max(high, combined.levelDb[i]);
   }
   sum.series.push_back(std::move(sumSeries));
-  sum.series.push_back({"0 dB (transparent)", "#999999", {{lowestHz, 0.0}, {nyquistHz, 0.0}}, true, {}});
+  sum.series.push_back({"0 dB (transparent)", "#999999", {{leftHz, 0.0}, {nyquistHz, 0.0}}, true, {}});
   sum.options.title = "Combined response at unity gains (all gains 0 dB, no compression)";
   sum.options.yLabel = "level (dB)";
   sum.options.yMin = std::max(-3.0, std::floor(low * 2.0 - 0.5) / 2.0);
@@ -99,7 +100,7 @@ std::string renderBandChart(int sampleRate, const vora_preset& preset, const std
     ChartSeries s{"channel " + std::to_string(channel), channel == 0 ? "#0072B2" : "#D55E00", {}, channel == 1, {}};
     for (int band = 0; band < VORA_PRESET_BAND_COUNT; ++band) {
       const double gain = preset.bands[band].channels[channel].gainDb;
-      s.points.emplace_back(std::max(bands[band].lowHz, lowestHz), gain);
+      s.points.emplace_back(std::max(bands[band].lowHz, leftHz), gain);
       s.points.emplace_back(bands[band].highHz, gain);
       topGain = std::max(topGain, std::fabs(gain));
     }
@@ -114,7 +115,7 @@ std::string renderBandChart(int sampleRate, const vora_preset& preset, const std
   gains.options.height = 360.0;
   gains.options.spans.push_back(uncontrolled);
   for (int band = 0; band < VORA_PRESET_BAND_COUNT; ++band) {
-    gains.options.labels.push_back({std::clamp(bands[band].centreHz, lowestHz * 1.3, nyquistHz),
+    gains.options.labels.push_back({std::clamp(bands[band].centreHz, leftHz * 1.15, nyquistHz),
                                     gains.options.yMin * 0.85, std::to_string(band), bandColour(band)});
   }
 
@@ -122,7 +123,7 @@ std::string renderBandChart(int sampleRate, const vora_preset& preset, const std
   for (ChartPanel& panel : panels) {
     panel.options.xLabel = "frequency (Hz)";
     panel.options.logX = true;
-    panel.options.xMin = lowestHz;
+    panel.options.xMin = leftHz;
     panel.options.xMax = nyquistHz;
   }
   return renderPanels("The fourteen bands at " + std::to_string(sampleRate) + " Hz", panels);

@@ -4,6 +4,7 @@
 #include "larkspin/average_levels.h"
 #include "larkspin/band_chart.h"
 #include "larkspin/demo_signal.h"
+#include "larkspin/io_curves.h"
 #include "larkspin/levels.h"
 #include "larkspin/preset_choice.h"
 #include "larkspin/preset_file.h"
@@ -108,8 +109,8 @@ std::string reportTitle(const std::string& file, const std::string& preset, doub
 std::string presetName(const PresetChoice& choice) {
   std::string name =
       choice.path.empty() ? "the default preset" : std::filesystem::path(choice.path).filename().string();
-  for (const std::string& setting : choice.settings) {
-    name += " " + setting;
+  for (size_t i = 0; i < choice.settings.size(); ++i) {
+    name += (i == 0 ? " with " : ", ") + choice.settings[i];
   }
   return name;
 }
@@ -180,13 +181,14 @@ int runPresetDefault(const std::vector<std::string>& settings) {
   return 0;
 }
 
-int runPlot(int sampleRate, const PresetChoice& choice, const std::string& outPath) {
+int runPlot(int sampleRate, const PresetChoice& choice, bool curves, const std::string& outPath) {
   requireSvgPath(outPath);
   const larkspin_json::Preset preset = resolvePreset(choice);
   reportRounding(preset);
   vora_preset stored;
   vora_preset_decode(preset.payload.data(), &stored);
-  writeTextFile(outPath, renderBandChart(sampleRate, stored, presetName(choice)));
+  writeTextFile(outPath, curves ? renderIoCurves(stored, presetName(choice))
+                                : renderBandChart(sampleRate, stored, presetName(choice)));
   return 0;
 }
 
@@ -248,8 +250,10 @@ int main(int argc, char** argv) {
   std::string plotOut;
   PresetChoice plotPreset;
   auto* plotCommand = app.add_subcommand("plot", "draw the band responses and a preset's gains as SVG");
-  plotCommand->add_option("--rate", plotRate, "sample rate in Hz")->required();
+  plotCommand->add_option("--rate", plotRate, "sample rate in Hz (default 48000)");
   addPresetOptions(plotCommand, plotPreset);
+  bool plotCurves = false;
+  plotCommand->add_flag("--curves", plotCurves, "draw each band's settled input/output level curve instead");
   plotCommand->add_option("OUT", plotOut, "SVG file to write")->required();
 
   std::string demoDir = "demo";
@@ -271,7 +275,7 @@ int main(int argc, char** argv) {
       return runPresetEncode(encodeIn, encodeOut);
     }
     if (*plotCommand) {
-      return runPlot(plotRate, plotPreset, plotOut);
+      return runPlot(plotRate, plotPreset, plotCurves, plotOut);
     }
     if (*demoCommand) {
       return runDemo(demoDir);
