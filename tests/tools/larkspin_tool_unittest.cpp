@@ -3,6 +3,7 @@
 #include <larkspin/vora_ap.h>
 
 #include "dsp/payload_codec.h"
+#include "preset_json/preset_json.h"
 #include "support/test_payloads.h"
 
 #include <gtest/gtest.h>
@@ -11,10 +12,13 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <numbers>
 #include <random>
+#include <regex>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -223,6 +227,62 @@ TEST_F(ToolTest, BadInputGivesOneClearLine) {
   EXPECT_NE(result.err.find("band 0, channel 0, fastRatio = 1.5"), std::string::npos) << result.err;
 }
 
+vora_preset presetOf(const std::string& json) {
+  return larkspin_json::parse(json, "output").values;
+}
+
+bool samePreset(const vora_preset& a, const vora_preset& b) {
+  return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+TEST_F(ToolTest, StartingPointsAndOverrides) {
+  // The default preset: as the library has it, and stable through a payload.
+  const Result shown = run("preset default");
+  ASSERT_EQ(shown.status, 0) << shown.err;
+  vora_preset expected;
+  vora_preset_default(&expected);
+  EXPECT_TRUE(samePreset(presetOf(shown.out), expected));
+  std::ofstream(path("default.json")) << shown.out;
+  ASSERT_EQ(run("preset encode " + path("default.json") + " " + path("default.bin")).status, 0);
+  EXPECT_EQ(run("preset decode " + path("default.bin")).out, shown.out);
+
+  // Every shipped preset is stored exactly: no refusals, no rounding notes.
+  int shipped = 0;
+  for (const auto& entry : fs::directory_iterator(fs::path(LARKSPIN_SOURCE_DIR) / "presets")) {
+    const Result encoded = run("preset encode " + entry.path().string() + " " + path("shipped.bin"));
+    EXPECT_EQ(encoded.status, 0) << entry.path();
+    EXPECT_EQ(encoded.err, "") << entry.path();
+    ++shipped;
+  }
+  EXPECT_GE(shipped, 3);
+
+  // --set changes exactly the named values.
+  const Result set = run("preset default --set band3.gainDb=4 --set all.ch1.fastRatio=0.25 --set band12.slowDelayMs=7");
+  ASSERT_EQ(set.status, 0) << set.err;
+  expected.bands[3].channels[0].gainDb = expected.bands[3].channels[1].gainDb = 4.0f;
+  for (auto& band : expected.bands) {
+    band.channels[1].fastRatio = 0.25f;
+  }
+  expected.bands[12].slowDelayMs = 7.0f;
+  EXPECT_TRUE(samePreset(presetOf(set.out), expected));
+
+  // Unknown names and values the JSON reader refuses, for both commands.
+  for (const char* bad : {"band13.gainDb=1", "band3.ch2.gainDb=1", "band3.loudness=1", "gainDb=1", "band3.gainDb=4dB",
+                          "band3.gainDb=99", "all.fastRatio=1.5", "band3.ch0.slowFactor=0.5", "band3.gainDb"}) {
+    expectCleanFailure(run(std::string("plot --set ") + bad + " " + path("bands.svg")), "bands.svg");
+  }
+  writeWav("tone.wav", {noise(4800, 1u, 0.1f)}, 48000);
+  expectCleanFailure(run("process " + path("tone.wav") + " " + path("out.wav") + " --set all.slowFactor=2"), "out.wav");
+
+  // Rounding is summarised in one line; encode lists every value.
+  const Result rounded = run("plot --set all.fastRatio=0.3 " + path("bands.svg"));
+  ASSERT_EQ(rounded.status, 0) << rounded.err;
+  EXPECT_EQ(rounded.err, "larkspin: note: 26 values rounded to the payload's steps; see `larkspin preset encode`\n");
+  std::ofstream(path("rounded.json")) << run("preset default --set all.fastRatio=0.3").out;
+  const Result listed = run("preset encode " + path("rounded.json") + " " + path("rounded.bin"));
+  EXPECT_EQ(std::count(listed.err.begin(), listed.err.end(), '\n'), 26) << listed.err;
+}
+
 // Tags open and close in order; enough to catch a broken writer.
 bool wellFormed(const std::string& xml) {
   std::vector<std::string> open;
@@ -248,16 +308,54 @@ bool wellFormed(const std::string& xml) {
   return open.empty() && xml.find("<svg") != std::string::npos;
 }
 
-TEST_F(ToolTest, PicturesAreWellFormedSvg) {
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+TEST_F(ToolTest, PicturesAreReadable) {
   ASSERT_EQ(run("plot --rate 48000 " + path("bands.svg")).status, 0);
-  EXPECT_TRUE(wellFormed(read(path("bands.svg"))));
+  const std::string bands = read(path("bands.svg"));
+  ASSERT_TRUE(wellFormed(bands));
+  // The first panel's fourteen band lines differ in colour or dash.
+  const std::string first = bands.substr(0, bands.find("clipPath id=\"panel1\""));
+  const std::regex line("<polyline stroke=\"([^\"]+)\" stroke-width=\"[^\"]+\"( stroke-dasharray=\"[^\"]+\")?");
+  std::set<std::string> styles;
+  int lines = 0;
+  for (auto it = std::sregex_iterator(first.begin(), first.end(), line); it != std::sregex_iterator(); ++it, ++lines) {
+    styles.insert((*it)[1].str() + (*it)[2].str());
+  }
+  EXPECT_EQ(lines, 14);
+  EXPECT_EQ(styles.size(), 14u);
+  for (const char* text :
+       {"Band responses", "band weight (dB)", "Combined response at unity gains",
+        "Fixed band gains of the default preset", "gain (dB)", "band 13: no controls", "frequency (Hz)"}) {
+    EXPECT_TRUE(contains(bands, text)) << text;
+  }
+
+  ASSERT_EQ(run("plot --curves --set band2.ch1.fastRatio=0 " + path("curves.svg")).status, 0);
+  const std::string curves = read(path("curves.svg"));
+  EXPECT_TRUE(wellFormed(curves));
+  EXPECT_TRUE(contains(curves, "band 2 ch1") && !contains(curves, "band 3 ch1"));
+  expectCleanFailure(run("plot " + path("bands.png")), "bands.png");
+
+  // The spectrum report says what it shows, and that silence is silence.
+  writeWav("quiet.wav", {std::vector<float>(48000, 0.0f)}, 48000);
+  const Result silent =
+      run("process " + path("quiet.wav") + " " + path("out.wav") + " --intensity 0.5 --report " + path("report.svg"));
+  ASSERT_EQ(silent.status, 0) << silent.err;
+  const std::string report = read(path("report.svg"));
+  EXPECT_TRUE(wellFormed(report));
+  EXPECT_TRUE(contains(report, "quiet.wav, preset the default preset, intensity 0.50")) << report;
+  EXPECT_TRUE(contains(report, "input (silent)") && contains(report, "output (silent)"));
+  expectCleanFailure(run("process " + path("quiet.wav") + " " + path("out2.wav") + " --report " + path("r.png")),
+                     "out2.wav");
+
   const Result demo = run("demo " + path("demo"));
   ASSERT_EQ(demo.status, 0) << demo.err;
   for (const char* file : {"input.wav", "output.wav", "report.svg", "bands.svg"}) {
     EXPECT_TRUE(fs::exists(path(std::string("demo/") + file))) << file;
   }
   EXPECT_TRUE(wellFormed(read(path("demo/report.svg"))));
-  EXPECT_TRUE(wellFormed(read(path("demo/bands.svg"))));
   expectCleanFailure(run("plot --rate 8000 " + path("low.svg")), "low.svg");
 }
 
