@@ -97,8 +97,8 @@ void drawChart(std::ostringstream& svg, const ChartOptions& options, const std::
   for (const ChartSpan& span : options.spans) {
     const double x0 = mapX(span.xFrom), x1 = mapX(span.xTo);
     svg << "<rect x=\"" << x0 << "\" y=\"" << kTop << "\" width=\"" << x1 - x0 << "\" height=\"" << plotHeight
-        << "\" fill=\"#eeeeee\"/>\n<text x=\"" << (x0 + x1) / 2 << "\" y=\"" << kTop + 14
-        << "\" text-anchor=\"middle\" font-size=\"10\" fill=\"#555555\">" << escape(span.text) << "</text>\n";
+        << "\" fill=\"#eeeeee\"/>\n<text x=\"" << x1 - 4 << "\" y=\"" << kTop + 14
+        << "\" text-anchor=\"end\" font-size=\"10\" fill=\"#555555\">" << escape(span.text) << "</text>\n";
   }
 
   // Grid and ticks.
