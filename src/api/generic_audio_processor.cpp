@@ -5,6 +5,7 @@
 
 #include "api/debug_info.h"
 #include "api/denormal_guard.h"
+#include "dsp/node_pexon.h"
 #include "dsp/payload_codec.h"
 #include "dsp/preset_conversion.h"
 #include "graph/graph.h"
@@ -168,6 +169,18 @@ float GenericAudioProcessor::getProcessingLatency() const {
 
 GenericAudioProcessor::DebugInfo GenericAudioProcessor::getDebugInfo() const {
   return implementation->debugInfo;
+}
+
+bool GenericAudioProcessor::getBandReadout(float* levelsDb, float* gainsDb) const {
+  const auto* node = dynamic_cast<const node_pexon*>(implementation->graph.findNode(implementation->processor()));
+  if (levelsDb == nullptr || gainsDb == nullptr || node == nullptr || !implementation->graph.isSetUp()) {
+    return false;
+  }
+  const PexVorafier::BandReadout& readout = node->engine().bandReadout();
+  static_assert(sizeof readout.levelDb == sizeof(float) * VORA_AP_BAND_COUNT * 2);
+  std::memcpy(levelsDb, readout.levelDb, sizeof readout.levelDb);
+  std::memcpy(gainsDb, readout.gainDb, sizeof readout.gainDb);
+  return true;
 }
 
 void GenericAudioProcessor::logDebugInfo() const {

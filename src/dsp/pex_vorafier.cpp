@@ -44,6 +44,14 @@ float weightedSum(const float* magnitude, const float* weight, uint32_t first, u
 
 PexVorafier::PexVorafier() = default;
 
+PexVorafier::BandReadout PexVorafier::initialReadout() {
+  BandReadout readout{};
+  for (auto& band : readout.levelDb) {
+    std::fill(std::begin(band), std::end(band), kSilentDb);
+  }
+  return readout;
+}
+
 int PexVorafier::setup(float sampleRate) {
   if (!(sampleRate >= kMinSampleRate && sampleRate <= kMaxSampleRate)) {
     configured_ = false;
@@ -201,6 +209,10 @@ void PexVorafier::processHop(float* const* io, float mixTarget, bool smoothMix, 
       BandGains gains;
       if (band < kControlledBandCount) {
         gains = computeBandGain(band, sums, channelCount, parameters_, hopMilliseconds_, slowGain_[band]);
+      }
+      for (int ch = 0; ch < channelCount; ++ch) {
+        readout_.levelDb[band][ch] = 20.0f * std::log10(std::fabs(sums[ch]) + 1.1754944e-38f);
+        readout_.gainDb[band][ch] = gains.gainDb[ch];
       }
       // The new magnitude is Σ_b magnitude × weight_b × gain_b; the
       // magnitude is factored out and applied with the phase at synthesis.

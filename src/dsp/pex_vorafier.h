@@ -65,6 +65,17 @@ public:
   const BandBank& bandBank() const { return bandBank_; }
   const VorafierParameters& parameters() const { return parameters_; }
   float hopMilliseconds() const { return hopMilliseconds_; }
+
+  // What each band did in the last hop that ran the wet path, per channel:
+  // its level (20 log10 of the band-weighted magnitude sum, the gain
+  // computer's input) and the gain applied, both in dB. Band 13's gain is
+  // always 0 dB. Before any such hop: silence (kSilentDb) and 0 dB.
+  static constexpr float kSilentDb = -758.6f; // 20 log10 of the smallest normal float
+  struct BandReadout {
+    float levelDb[kBandCount][kMaxChannels];
+    float gainDb[kBandCount][kMaxChannels];
+  };
+  const BandReadout& bandReadout() const { return readout_; }
   const float* analysisWindow() const { return analysisWindow_; }
   const float* synthesisWindow() const { return synthesisWindow_; }
 
@@ -103,6 +114,9 @@ private:
   uint32_t floorFirstBin_ = 0;
   uint32_t floorEndBin_ = 0;
   VorafierParameters parameters_;
+  BandReadout readout_ = initialReadout();
+
+  static BandReadout initialReadout();
 };
 
 } // namespace vora

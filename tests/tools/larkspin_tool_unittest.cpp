@@ -359,4 +359,48 @@ TEST_F(ToolTest, PicturesAreReadable) {
   expectCleanFailure(run("plot --rate 8000 " + path("low.svg")), "low.svg");
 }
 
+// The heat map shows what the library's band read-out reports: for a steady
+// tone in band 8, 2:1 above -20 dB, the compressor's gain, and 0 dB elsewhere.
+TEST_F(ToolTest, GainMapShowsTheDynamics) {
+  constexpr double kAmplitude = 0.3, kToneHz = 2812.5;
+  std::vector<float> tone(48000);
+  for (size_t i = 0; i < tone.size(); ++i) {
+    tone[i] =
+        static_cast<float>(kAmplitude * std::sin(2.0 * std::numbers::pi * kToneHz * static_cast<double>(i) / 48000));
+  }
+  writeWav("tone.wav", {tone, tone}, 48000);
+  const Result result =
+      run("process " + path("tone.wav") + " " + path("out.wav") + " --preset " + LARKSPIN_SOURCE_DIR +
+          "/presets/neutral.json --set all.fastRatio=0.5 --set all.fastThresholdDb=-20 --gains " + path("gains.svg"));
+  ASSERT_EQ(result.status, 0) << result.err;
+  const std::string map = read(path("gains.svg"));
+  ASSERT_TRUE(wellFormed(map));
+  EXPECT_TRUE(contains(map, "Band gains over time: tone.wav") && contains(map, "Input level"));
+  const double expectedDb = (0.5 - 1.0) * (20.0 * std::log10(kAmplitude) + 20.0);
+  const std::regex cell("data-band=\"(\\d+)\" data-time=\"([^\"]+)\" data-db=\"([^\"]+)\"");
+  // Each row (band and channel) is a sequence of runs; check the one that
+  // covers 0.7 s, when the tone has long settled.
+  int checked = 0, row = -1;
+  double covering = NAN;
+  const auto finishRow = [&] {
+    if (row == 8 || (row >= 0 && row < 5)) {
+      EXPECT_NEAR(covering, row == 8 ? expectedDb : 0.0, 0.3) << row;
+      ++checked;
+    }
+  };
+  for (auto it = std::sregex_iterator(map.begin(), map.end(), cell); it != std::sregex_iterator(); ++it) {
+    const int band = std::stoi((*it)[1].str());
+    if (band != row) {
+      finishRow();
+      row = band;
+      covering = NAN;
+    }
+    if (std::stod((*it)[2].str()) <= 0.7) {
+      covering = std::stod((*it)[3].str());
+    }
+  }
+  finishRow();
+  EXPECT_GE(checked, 12); // each band and channel at least once
+}
+
 } // namespace

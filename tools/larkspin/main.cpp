@@ -4,6 +4,7 @@
 #include "larkspin/average_levels.h"
 #include "larkspin/band_chart.h"
 #include "larkspin/demo_signal.h"
+#include "larkspin/gain_map.h"
 #include "larkspin/io_curves.h"
 #include "larkspin/levels.h"
 #include "larkspin/preset_choice.h"
@@ -116,7 +117,7 @@ std::string presetName(const PresetChoice& choice) {
 }
 
 struct ProcessArguments {
-  std::string input, output, report;
+  std::string input, output, report, gains;
   PresetChoice preset;
   float intensity = 1.0f;
   bool bypass = false, align = false;
@@ -124,8 +125,10 @@ struct ProcessArguments {
 };
 
 int runProcess(const ProcessArguments& args) {
-  if (!args.report.empty()) {
-    requireSvgPath(args.report);
+  for (const std::string* picture : {&args.report, &args.gains}) {
+    if (!picture->empty()) {
+      requireSvgPath(*picture);
+    }
   }
   const AudioData input = readAudioFile(args.input);
   ProcessOptions options;
@@ -137,12 +140,21 @@ int runProcess(const ProcessArguments& args) {
   options.blockFrames = args.block;
   options.align = args.align;
   options.progress = progressBar(input);
+  GainRecorder recorder;
+  if (!args.gains.empty()) {
+    options.afterBlock = [&recorder](vora_ap_control* control, long framesFed) { recorder.record(control, framesFed); };
+  }
   const ProcessResult result = processAudio(input, options);
   writeAudioFile(args.output, result.output);
   if (!args.report.empty()) {
     writeSpectrumReport(args.report,
                         reportTitle(args.input, presetName(args.preset), args.bypass ? 0.0 : args.intensity), input,
                         result.output);
+  }
+  if (!args.gains.empty()) {
+    const std::string title = "Band gains over time: " + std::filesystem::path(args.input).filename().string() + ", " +
+                              presetName(args.preset);
+    writeTextFile(args.gains, recorder.render(title, input));
   }
   printSummary(input, result);
   return 0;
@@ -232,6 +244,8 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(1, 1 << 20));
   processCommand->add_flag("--align", process.align, "remove the latency so the output lines up with the input");
   processCommand->add_option("--report", process.report, "write the long-term average spectra as SVG");
+  processCommand->add_option("--gains", process.gains,
+                             "write each band's gain over time as an SVG heat map under the input level");
 
   auto* presetCommand = app.add_subcommand("preset", "read and write presets as JSON");
   presetCommand->require_subcommand(1);

@@ -83,6 +83,9 @@ ProcessResult processAudio(const AudioData& input, const ProcessOptions& options
     if (!ok) {
       throw ToolError("the library refused to process a block");
     }
+    if (options.afterBlock) {
+      options.afterBlock(control.get(), start + count);
+    }
     for (int ch = 0; ch < channels; ++ch) {
       auto& destination = result.output.channels[static_cast<size_t>(ch)];
       for (int i = 0; i < count; ++i) {

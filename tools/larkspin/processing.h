@@ -5,6 +5,8 @@
 #include "larkspin/audio_file.h"
 #include "larkspin/preset_file.h"
 
+#include <larkspin/vora_ap.h>
+
 #include <functional>
 
 namespace larkspin_tool {
@@ -16,6 +18,9 @@ struct ProcessOptions {
   int blockFrames = 256;
   bool align = false;                            // drop the reported latency so output lines up with input
   std::function<void(double fraction)> progress; // optional
+  // Optional: called after each processed block with the control and the
+  // number of input frames fed so far (to read what the dynamics did).
+  std::function<void(vora_ap_control* control, long framesFed)> afterBlock;
 };
 
 struct ProcessResult {

@@ -13,8 +13,8 @@ namespace larkspin_tool {
 
 namespace {
 
-constexpr double kWidth = 960;
-constexpr double kLeft = 80, kRight = 200, kTop = 50, kBottom = 70;
+constexpr double kWidth = kChartWidth;
+constexpr double kLeft = kChartLeft, kRight = kChartRight, kTop = 50, kBottom = 70;
 
 std::string escape(const std::string& text) {
   std::string out;
@@ -195,6 +195,24 @@ std::string renderChart(const ChartOptions& options, const std::vector<ChartSeri
   drawChart(svg, options, series, 0.0, "plot");
   svg << "</svg>\n";
   return svg.str();
+}
+
+void appendChart(std::string& svg, const ChartOptions& options, const std::vector<ChartSeries>& series, double offsetY,
+                 const std::string& id) {
+  std::ostringstream text;
+  text.precision(6);
+  drawChart(text, options, series, offsetY, id);
+  svg += text.str();
+}
+
+std::string openSvg(double height) {
+  std::ostringstream text;
+  openDocument(text, height);
+  return text.str();
+}
+
+std::string escapeXml(const std::string& text) {
+  return escape(text);
 }
 
 std::string renderPanels(const std::string& title, const std::vector<ChartPanel>& panels) {

@@ -47,6 +47,20 @@ struct ChartPanel {
 
 std::string renderChart(const ChartOptions& options, const std::vector<ChartSeries>& series);
 
+// Geometry shared by every chart: the plot area spans x = kChartLeft to
+// kChartWidth - kChartRight.
+constexpr double kChartWidth = 960, kChartLeft = 80, kChartRight = 200;
+
+// Appends one chart's elements to an open SVG document, `offsetY` pixels
+// down; `id` must be unique within the document.
+void appendChart(std::string& svg, const ChartOptions& options, const std::vector<ChartSeries>& series, double offsetY,
+                 const std::string& id);
+
+// The opening of an SVG document of the charts' width and `height`, with a
+// white background; close it with "</svg>\n".
+std::string openSvg(double height);
+std::string escapeXml(const std::string& text);
+
 // Several charts stacked top to bottom in one picture, each with its own
 // axes, units and legend.
 std::string renderPanels(const std::string& title, const std::vector<ChartPanel>& panels);
