@@ -12,6 +12,7 @@
 #include "graph/node_factory.h"
 
 #include <chrono>
+#include <cmath>
 #include <cstring>
 #include <iostream>
 #include <string>
@@ -177,8 +178,13 @@ bool GenericAudioProcessor::getBandReadout(float* levelsDb, float* gainsDb) cons
     return false;
   }
   const PexVorafier::BandReadout& readout = node->engine().bandReadout();
-  static_assert(sizeof readout.levelDb == sizeof(float) * VORA_AP_BAND_COUNT * 2);
-  std::memcpy(levelsDb, readout.levelDb, sizeof readout.levelDb);
+  static_assert(sizeof readout.gainDb == sizeof(float) * VORA_AP_BAND_COUNT * 2);
+  for (int band = 0; band < VORA_AP_BAND_COUNT; ++band) {
+    for (int ch = 0; ch < 2; ++ch) {
+      // As the gain computer measures it; silence reads -758.6 dB.
+      levelsDb[band * 2 + ch] = 20.0f * std::log10(std::fabs(readout.bandSum[band][ch]) + 1.1754944e-38f);
+    }
+  }
   std::memcpy(gainsDb, readout.gainDb, sizeof readout.gainDb);
   return true;
 }

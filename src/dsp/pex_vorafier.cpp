@@ -44,14 +44,6 @@ float weightedSum(const float* magnitude, const float* weight, uint32_t first, u
 
 PexVorafier::PexVorafier() = default;
 
-PexVorafier::BandReadout PexVorafier::initialReadout() {
-  BandReadout readout{};
-  for (auto& band : readout.levelDb) {
-    std::fill(std::begin(band), std::end(band), kSilentDb);
-  }
-  return readout;
-}
-
 int PexVorafier::setup(float sampleRate) {
   if (!(sampleRate >= kMinSampleRate && sampleRate <= kMaxSampleRate)) {
     configured_ = false;
@@ -211,7 +203,7 @@ void PexVorafier::processHop(float* const* io, float mixTarget, bool smoothMix, 
         gains = computeBandGain(band, sums, channelCount, parameters_, hopMilliseconds_, slowGain_[band]);
       }
       for (int ch = 0; ch < channelCount; ++ch) {
-        readout_.levelDb[band][ch] = 20.0f * std::log10(std::fabs(sums[ch]) + 1.1754944e-38f);
+        readout_.bandSum[band][ch] = sums[ch];
         readout_.gainDb[band][ch] = gains.gainDb[ch];
       }
       // The new magnitude is Σ_b magnitude × weight_b × gain_b; the

@@ -67,13 +67,12 @@ public:
   float hopMilliseconds() const { return hopMilliseconds_; }
 
   // What each band did in the last hop that ran the wet path, per channel:
-  // its level (20 log10 of the band-weighted magnitude sum, the gain
-  // computer's input) and the gain applied, both in dB. Band 13's gain is
-  // always 0 dB. Before any such hop: silence (kSilentDb) and 0 dB.
-  static constexpr float kSilentDb = -758.6f; // 20 log10 of the smallest normal float
+  // its band-weighted magnitude sum (the gain computer's input) and the gain
+  // applied in dB. Band 13's gain is always 0 dB. Before any such hop: zero
+  // sums and 0 dB. Sums, not levels, so the hop pays for no logarithm.
   struct BandReadout {
-    float levelDb[kBandCount][kMaxChannels];
-    float gainDb[kBandCount][kMaxChannels];
+    float bandSum[kBandCount][kMaxChannels] = {};
+    float gainDb[kBandCount][kMaxChannels] = {};
   };
   const BandReadout& bandReadout() const { return readout_; }
   const float* analysisWindow() const { return analysisWindow_; }
@@ -114,9 +113,7 @@ private:
   uint32_t floorFirstBin_ = 0;
   uint32_t floorEndBin_ = 0;
   VorafierParameters parameters_;
-  BandReadout readout_ = initialReadout();
-
-  static BandReadout initialReadout();
+  BandReadout readout_;
 };
 
 } // namespace vora
