@@ -403,4 +403,42 @@ TEST_F(ToolTest, GainMapShowsTheDynamics) {
   EXPECT_GE(checked, 12); // each band and channel at least once
 }
 
+// A 16 kHz file comes back at 16 kHz with its length, about as loud as the
+// same material processed at 48 kHz; without --resample the error names it.
+TEST_F(ToolTest, ResamplesRatesTheLibraryDoesNotTake) {
+  const auto material = [](int rate) {
+    std::vector<float> x(static_cast<size_t>(rate));
+    for (size_t i = 0; i < x.size(); ++i) {
+      const double t = static_cast<double>(i) / rate;
+      x[i] = static_cast<float>(0.2 * std::sin(2.0 * std::numbers::pi * 440.0 * t) +
+                                0.1 * std::sin(2.0 * std::numbers::pi * 2500.0 * t) +
+                                0.05 * std::sin(2.0 * std::numbers::pi * 5000.0 * t));
+    }
+    return x;
+  };
+  const auto rmsDb = [](const std::vector<float>& x) {
+    double sum = 0.0;
+    for (size_t i = x.size() / 4; i < x.size() * 3 / 4; ++i) {
+      sum += static_cast<double>(x[i]) * x[i];
+    }
+    return 10.0 * std::log10(sum / static_cast<double>(x.size() / 2));
+  };
+  writeWav("low.wav", {material(16000)}, 16000);
+  writeWav("high.wav", {material(48000)}, 48000);
+  const Result refused = run("process " + path("low.wav") + " " + path("low-out.wav"));
+  expectCleanFailure(refused, "low-out.wav");
+  EXPECT_TRUE(contains(refused.err, "--resample")) << refused.err;
+
+  ASSERT_EQ(run("process --resample --align " + path("low.wav") + " " + path("low-out.wav")).status, 0);
+  ASSERT_EQ(run("process --align " + path("high.wav") + " " + path("high-out.wav")).status, 0);
+  SF_INFO info{};
+  SNDFILE* file = sf_open(path("low-out.wav").c_str(), SFM_READ, &info);
+  ASSERT_NE(file, nullptr);
+  sf_close(file);
+  EXPECT_EQ(info.samplerate, 16000);
+  const auto low = readWav("low-out.wav"), high = readWav("high-out.wav");
+  ASSERT_EQ(low[0].size(), 16000u);
+  EXPECT_NEAR(rmsDb(low[0]), rmsDb(high[0]), 0.5);
+}
+
 } // namespace

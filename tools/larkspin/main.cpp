@@ -10,6 +10,7 @@
 #include "larkspin/preset_choice.h"
 #include "larkspin/preset_file.h"
 #include "larkspin/processing.h"
+#include "larkspin/resample.h"
 #include "larkspin/svg_chart.h"
 #include "larkspin/tool_error.h"
 
@@ -120,9 +121,24 @@ struct ProcessArguments {
   std::string input, output, report, gains;
   PresetChoice preset;
   float intensity = 1.0f;
-  bool bypass = false, align = false;
+  bool bypass = false, align = false, resample = false;
   int block = 256;
 };
+
+// The input at a rate the library takes: as it is, or converted with
+// --resample (the error says that option exists).
+AudioData atSupportedRate(const AudioData& input, bool resample) {
+  if (input.sampleRate >= 32000 || input.sampleRate <= 0) {
+    return input;
+  }
+  const int rate = supportedRateFor(input.sampleRate);
+  if (!resample) {
+    throw ToolError("the library does not accept a sample rate of " + std::to_string(input.sampleRate) +
+                    " Hz (32000 to 192000 Hz); --resample processes it at " + std::to_string(rate) +
+                    " Hz and converts back");
+  }
+  return resampleAudio(input, rate);
+}
 
 int runProcess(const ProcessArguments& args) {
   for (const std::string* picture : {&args.report, &args.gains}) {
@@ -131,6 +147,7 @@ int runProcess(const ProcessArguments& args) {
     }
   }
   const AudioData input = readAudioFile(args.input);
+  const AudioData working = atSupportedRate(input, args.resample);
   ProcessOptions options;
   const larkspin_json::Preset preset = resolvePreset(args.preset);
   reportRounding(preset);
@@ -144,7 +161,12 @@ int runProcess(const ProcessArguments& args) {
   if (!args.gains.empty()) {
     options.afterBlock = [&recorder](vora_ap_control* control, long framesFed) { recorder.record(control, framesFed); };
   }
-  const ProcessResult result = processAudio(input, options);
+  ProcessResult result = processAudio(working, options);
+  if (working.sampleRate != input.sampleRate) {
+    result.output = resampleAudio(result.output, input.sampleRate, input.frames());
+    result.latencyFrames = static_cast<int>(
+        std::lround(static_cast<double>(result.latencyFrames) * input.sampleRate / working.sampleRate));
+  }
   writeAudioFile(args.output, result.output);
   if (!args.report.empty()) {
     writeSpectrumReport(args.report,
@@ -154,7 +176,7 @@ int runProcess(const ProcessArguments& args) {
   if (!args.gains.empty()) {
     const std::string title = "Band gains over time: " + std::filesystem::path(args.input).filename().string() + ", " +
                               presetName(args.preset);
-    writeTextFile(args.gains, recorder.render(title, input));
+    writeTextFile(args.gains, recorder.render(title, working));
   }
   printSummary(input, result);
   return 0;
@@ -242,6 +264,9 @@ int main(int argc, char** argv) {
   processCommand->add_flag("--bypass", process.bypass, "bypass the processing (output is the delayed input)");
   processCommand->add_option("--block", process.block, "host block length in frames (default 256)")
       ->check(CLI::Range(1, 1 << 20));
+  processCommand->add_flag("--resample", process.resample,
+                           "process a file below 32 kHz (8, 16, 22.05 kHz...) at a multiple of its rate, then convert "
+                           "back");
   processCommand->add_flag("--align", process.align, "remove the latency so the output lines up with the input");
   processCommand->add_option("--report", process.report, "write the long-term average spectra as SVG");
   processCommand->add_option("--gains", process.gains,
