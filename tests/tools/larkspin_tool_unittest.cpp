@@ -352,10 +352,10 @@ TEST_F(ToolTest, PicturesAreReadable) {
 
   const Result demo = run("demo " + path("demo"));
   ASSERT_EQ(demo.status, 0) << demo.err;
-  for (const char* file : {"input.wav", "output.wav", "report.svg", "bands.svg"}) {
+  for (const char* file : {"input.wav", "output.wav", "report.svg", "bands.svg", "curves.svg", "gains.svg"}) {
     EXPECT_TRUE(fs::exists(path(std::string("demo/") + file))) << file;
   }
-  EXPECT_TRUE(wellFormed(read(path("demo/report.svg"))));
+  EXPECT_TRUE(wellFormed(read(path("demo/report.svg"))) && wellFormed(read(path("demo/gains.svg"))));
   expectCleanFailure(run("plot --rate 8000 " + path("low.svg")), "low.svg");
 }
 

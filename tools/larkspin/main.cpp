@@ -236,12 +236,17 @@ int runDemo(const std::string& directory) {
   ProcessOptions options;
   options.payload = encodePayload(defaultPreset());
   options.intensity = 1.0f;
+  GainRecorder recorder;
+  options.afterBlock = [&recorder](vora_ap_control* control, long framesFed) { recorder.record(control, framesFed); };
   const ProcessResult result = processAudio(input, options);
   writeAudioFile((dir / "output.wav").string(), result.output);
   writeSpectrumReport((dir / "report.svg").string(), reportTitle("input.wav", "default", 1.0), input, result.output);
   writeTextFile((dir / "bands.svg").string(), renderBandChart(48000, defaultPreset(), "the default preset"));
+  writeTextFile((dir / "curves.svg").string(), renderIoCurves(defaultPreset(), "the default preset"));
+  writeTextFile((dir / "gains.svg").string(),
+                recorder.render("Band gains over time: input.wav, default preset", input));
   std::printf("demo: default preset (%s) at intensity 1.0\n", kDefaultPresetDescription);
-  std::printf("wrote %s/{input.wav, output.wav, report.svg, bands.svg}\n", directory.c_str());
+  std::printf("wrote %s/{input.wav, output.wav, report.svg, bands.svg, curves.svg, gains.svg}\n", directory.c_str());
   printSummary(input, result);
   return 0;
 }
