@@ -15,9 +15,9 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <numbers>
 #include <random>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -312,17 +312,34 @@ bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
 
+// The elements named `name` in document order, each as a map of its
+// attributes.
+std::vector<std::map<std::string, std::string>> elements(const std::string& xml, const std::string& name) {
+  std::vector<std::map<std::string, std::string>> found;
+  for (size_t at = xml.find("<" + name + " "); at != std::string::npos; at = xml.find("<" + name + " ", at + 1)) {
+    const std::string tag = xml.substr(at, xml.find('>', at) - at);
+    std::map<std::string, std::string> attributes;
+    for (size_t eq = tag.find("=\""); eq != std::string::npos; eq = tag.find("=\"", eq + 2)) {
+      const size_t start = tag.rfind(' ', eq) + 1, end = tag.find('"', eq + 2);
+      attributes[tag.substr(start, eq - start)] = tag.substr(eq + 2, end - eq - 2);
+      eq = end - 1;
+    }
+    found.push_back(std::move(attributes));
+  }
+  return found;
+}
+
 TEST_F(ToolTest, PicturesAreReadable) {
   ASSERT_EQ(run("plot --rate 48000 " + path("bands.svg")).status, 0);
   const std::string bands = read(path("bands.svg"));
   ASSERT_TRUE(wellFormed(bands));
   // The first panel's fourteen band lines differ in colour or dash.
   const std::string first = bands.substr(0, bands.find("clipPath id=\"panel1\""));
-  const std::regex line("<polyline stroke=\"([^\"]+)\" stroke-width=\"[^\"]+\"( stroke-dasharray=\"[^\"]+\")?");
   std::set<std::string> styles;
   int lines = 0;
-  for (auto it = std::sregex_iterator(first.begin(), first.end(), line); it != std::sregex_iterator(); ++it, ++lines) {
-    styles.insert((*it)[1].str() + (*it)[2].str());
+  for (auto& polyline : elements(first, "polyline")) {
+    styles.insert(polyline["stroke"] + " " + polyline["stroke-dasharray"]);
+    ++lines;
   }
   EXPECT_EQ(lines, 14);
   EXPECT_EQ(styles.size(), 14u);
@@ -377,7 +394,6 @@ TEST_F(ToolTest, GainMapShowsTheDynamics) {
   ASSERT_TRUE(wellFormed(map));
   EXPECT_TRUE(contains(map, "Band gains over time: tone.wav") && contains(map, "Input level"));
   const double expectedDb = (0.5 - 1.0) * (20.0 * std::log10(kAmplitude) + 20.0);
-  const std::regex cell("data-band=\"(\\d+)\" data-time=\"([^\"]+)\" data-db=\"([^\"]+)\"");
   // Each row (band and channel) is a sequence of runs; check the one that
   // covers 0.7 s, when the tone has long settled.
   int checked = 0, row = -1;
@@ -388,15 +404,18 @@ TEST_F(ToolTest, GainMapShowsTheDynamics) {
       ++checked;
     }
   };
-  for (auto it = std::sregex_iterator(map.begin(), map.end(), cell); it != std::sregex_iterator(); ++it) {
-    const int band = std::stoi((*it)[1].str());
+  for (auto& cell : elements(map, "rect")) {
+    if (cell.count("data-band") == 0) {
+      continue;
+    }
+    const int band = std::stoi(cell["data-band"]);
     if (band != row) {
       finishRow();
       row = band;
       covering = NAN;
     }
-    if (std::stod((*it)[2].str()) <= 0.7) {
-      covering = std::stod((*it)[3].str());
+    if (std::stod(cell["data-time"]) <= 0.7) {
+      covering = std::stod(cell["data-db"]);
     }
   }
   finishRow();
