@@ -55,6 +55,9 @@ public:
   void logDebugInfo() const;
   int getTechLevel() const;
   const char* getLibVersion() const;
+  // As vora_ap_get_band_readout: levelsDb and gainsDb each take
+  // VORA_AP_BAND_COUNT * 2 floats. Not while process runs.
+  bool getBandReadout(float* levelsDb, float* gainsDb) const;
 
 private:
   PrivateImplementation* implementation;

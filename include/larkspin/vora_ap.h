@@ -95,6 +95,25 @@ LARKSPIN_API float vora_ap_get_processing_latency(vora_ap_control* control);
 /* Figures of the control's last process call (all zero for a NULL handle). */
 LARKSPIN_API vora_ap_debug_info vora_ap_get_debug_info(vora_ap_control* control);
 
+/* Number of analysis bands in a band read-out: 0..12 carry the preset's
+ * controls, 13 (above 13.45 kHz) always has a gain of 0 dB. */
+#define VORA_AP_BAND_COUNT 14
+
+/* What the dynamics did in the control's last hop (the processing's step of
+ * a quarter FFT, 64 to 256 frames): per band and channel the band level in
+ * dB (20 log10 of the band-weighted magnitude sum the gain computer sees;
+ * a steady sine of amplitude A well inside a band reads about 20 log10 A) and the
+ * band gain in dB (slow gain, compression and fixed gain together). Each
+ * array receives VORA_AP_BAND_COUNT * 2 floats, index band * 2 + channel;
+ * a mono control leaves channel 1 at its start values. Before the first
+ * processed hop, and while the wet path is skipped (intensity 0 or bypass
+ * faded out), levels read -758.6 dB (silence) and gains 0 dB, or the last
+ * values. Allocation-free and lock-free; call it between vora_ap_process
+ * calls on the same thread or with the same serialisation, never during one.
+ * False (nothing written) for a NULL handle or pointer, or a control that is
+ * not set up. */
+LARKSPIN_API bool vora_ap_get_band_readout(vora_ap_control* control, float* levelsDb, float* gainsDb);
+
 /* Prints the control's debug figures to standard output. */
 LARKSPIN_API void vora_ap_log_debug_info(vora_ap_control* control);
 

@@ -10,6 +10,7 @@
 
 #include "api/debug_info.h"
 #include "api/denormal_guard.h"
+#include "dsp/node_pexon.h"
 #include "dsp/payload_codec.h"
 #include "dsp/preset_conversion.h"
 #include "framework/record_latch.h"
@@ -18,6 +19,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstring>
 #include <iostream>
 #include <string>
@@ -178,6 +180,23 @@ float GenericAudioProcessor::getProcessingLatency() const {
 
 GenericAudioProcessor::DebugInfo GenericAudioProcessor::getDebugInfo() const {
   return implementation->debugInfo.load();
+}
+
+bool GenericAudioProcessor::getBandReadout(float* levelsDb, float* gainsDb) const {
+  const auto* node = dynamic_cast<const node_pexon*>(implementation->graph.findNode(implementation->processor()));
+  if (levelsDb == nullptr || gainsDb == nullptr || node == nullptr || !implementation->graph.isSetUp()) {
+    return false;
+  }
+  const PexVorafier::BandReadout& readout = node->engine().bandReadout();
+  static_assert(sizeof readout.gainDb == sizeof(float) * VORA_AP_BAND_COUNT * 2);
+  for (int band = 0; band < VORA_AP_BAND_COUNT; ++band) {
+    for (int ch = 0; ch < 2; ++ch) {
+      // As the gain computer measures it; silence reads -758.6 dB.
+      levelsDb[band * 2 + ch] = 20.0f * std::log10(std::fabs(readout.bandSum[band][ch]) + 1.1754944e-38f);
+    }
+  }
+  std::memcpy(gainsDb, readout.gainDb, sizeof readout.gainDb);
+  return true;
 }
 
 void GenericAudioProcessor::logDebugInfo() const {

@@ -100,6 +100,11 @@ vora_ap_debug_info vora_ap_get_debug_info(vora_ap_control* control) {
   return instance != nullptr ? instance->getDebugInfo() : zeroDebugInfo();
 }
 
+bool vora_ap_get_band_readout(vora_ap_control* control, float* levelsDb, float* gainsDb) {
+  const GenericAudioProcessor* instance = instanceOf(control);
+  return instance != nullptr && instance->getBandReadout(levelsDb, gainsDb);
+}
+
 void vora_ap_log_debug_info(vora_ap_control* control) {
   if (GenericAudioProcessor* instance = instanceOf(control)) {
     try {

@@ -202,6 +202,10 @@ void PexVorafier::processHop(float* const* io, float mixTarget, bool smoothMix, 
       if (band < kControlledBandCount) {
         gains = computeBandGain(band, sums, channelCount, parameters_, hopMilliseconds_, slowGain_[band]);
       }
+      for (int ch = 0; ch < channelCount; ++ch) {
+        readout_.bandSum[band][ch] = sums[ch];
+        readout_.gainDb[band][ch] = gains.gainDb[ch];
+      }
       // The new magnitude is Σ_b magnitude × weight_b × gain_b; the
       // magnitude is factored out and applied with the phase at synthesis.
       for (int ch = 0; ch < channelCount; ++ch) {

@@ -65,6 +65,16 @@ public:
   const BandBank& bandBank() const { return bandBank_; }
   const VorafierParameters& parameters() const { return parameters_; }
   float hopMilliseconds() const { return hopMilliseconds_; }
+
+  // What each band did in the last hop that ran the wet path, per channel:
+  // its band-weighted magnitude sum (the gain computer's input) and the gain
+  // applied in dB. Band 13's gain is always 0 dB. Before any such hop: zero
+  // sums and 0 dB. Sums, not levels, so the hop pays for no logarithm.
+  struct BandReadout {
+    float bandSum[kBandCount][kMaxChannels] = {};
+    float gainDb[kBandCount][kMaxChannels] = {};
+  };
+  const BandReadout& bandReadout() const { return readout_; }
   const float* analysisWindow() const { return analysisWindow_; }
   const float* synthesisWindow() const { return synthesisWindow_; }
 
@@ -103,6 +113,7 @@ private:
   uint32_t floorFirstBin_ = 0;
   uint32_t floorEndBin_ = 0;
   VorafierParameters parameters_;
+  BandReadout readout_;
 };
 
 } // namespace vora

@@ -15,6 +15,7 @@ int larkspin_c_header_check(void) {
   ok = vora_ap_update(control, 48000.0f, 256, 1) && ok;
   info = vora_ap_get_debug_info(control);
   vora_ap_log_debug_info(NULL);
+  (void)vora_ap_get_band_readout(NULL, NULL, NULL);
   ok = vora_ap_apply_preset_payload(payload) && ok;
   ok = vora_ap_set_bypassed(false) && ok;
   ok = vora_ap_set_vorafication_intensity(0.5f) && ok;

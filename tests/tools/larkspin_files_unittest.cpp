@@ -70,6 +70,9 @@ TEST_F(FilesTest, RefusalsSayWhyAndLeaveNoOutput) {
       {"preset decode " + path("flat.json"), 1, "standard output", "", "/dev/full"},
   };
   for (const Case& c : cases) {
+    if (!c.mustNotExist.empty()) {
+      fs::remove(path(c.mustNotExist)); // left by an earlier case; a refusal must not make it
+    }
     const ToolRun result = run(c.arguments, c.stdoutTo);
     EXPECT_EQ(result.status, c.status) << c.arguments << "\n" << result.err;
     EXPECT_EQ(result.err.rfind("larkspin: error: ", 0), 0u) << c.arguments << "\n" << result.err;

@@ -3,6 +3,7 @@
 #include <larkspin/vora_ap.h>
 
 #include "dsp/payload_codec.h"
+#include "preset_json/preset_json.h"
 #include "support/test_payloads.h"
 
 #include <gtest/gtest.h>
@@ -11,10 +12,13 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <numbers>
 #include <random>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -223,6 +227,62 @@ TEST_F(ToolTest, BadInputGivesOneClearLine) {
   EXPECT_NE(result.err.find("band 0, channel 0, fastRatio = 1.5"), std::string::npos) << result.err;
 }
 
+vora_preset presetOf(const std::string& json) {
+  return larkspin_json::parse(json, "output").values;
+}
+
+bool samePreset(const vora_preset& a, const vora_preset& b) {
+  return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+TEST_F(ToolTest, StartingPointsAndOverrides) {
+  // The default preset: as the library has it, and stable through a payload.
+  const Result shown = run("preset default");
+  ASSERT_EQ(shown.status, 0) << shown.err;
+  vora_preset expected;
+  vora_preset_default(&expected);
+  EXPECT_TRUE(samePreset(presetOf(shown.out), expected));
+  std::ofstream(path("default.json")) << shown.out;
+  ASSERT_EQ(run("preset encode " + path("default.json") + " " + path("default.bin")).status, 0);
+  EXPECT_EQ(run("preset decode " + path("default.bin")).out, shown.out);
+
+  // Every shipped preset is stored exactly: no refusals, no rounding notes.
+  int shipped = 0;
+  for (const auto& entry : fs::directory_iterator(fs::path(LARKSPIN_SOURCE_DIR) / "presets")) {
+    const Result encoded = run("preset encode " + entry.path().string() + " " + path("shipped.bin"));
+    EXPECT_EQ(encoded.status, 0) << entry.path();
+    EXPECT_EQ(encoded.err, "") << entry.path();
+    ++shipped;
+  }
+  EXPECT_GE(shipped, 3);
+
+  // --set changes exactly the named values.
+  const Result set = run("preset default --set band3.gainDb=4 --set all.ch1.fastRatio=0.25 --set band12.slowDelayMs=7");
+  ASSERT_EQ(set.status, 0) << set.err;
+  expected.bands[3].channels[0].gainDb = expected.bands[3].channels[1].gainDb = 4.0f;
+  for (auto& band : expected.bands) {
+    band.channels[1].fastRatio = 0.25f;
+  }
+  expected.bands[12].slowDelayMs = 7.0f;
+  EXPECT_TRUE(samePreset(presetOf(set.out), expected));
+
+  // Unknown names and values the JSON reader refuses, for both commands.
+  for (const char* bad : {"band13.gainDb=1", "band3.ch2.gainDb=1", "band3.loudness=1", "gainDb=1", "band3.gainDb=4dB",
+                          "band3.gainDb=99", "all.fastRatio=1.5", "band3.ch0.slowFactor=0.5", "band3.gainDb"}) {
+    expectCleanFailure(run(std::string("plot --set ") + bad + " " + path("bands.svg")), "bands.svg");
+  }
+  writeWav("tone.wav", {noise(4800, 1u, 0.1f)}, 48000);
+  expectCleanFailure(run("process " + path("tone.wav") + " " + path("out.wav") + " --set all.slowFactor=2"), "out.wav");
+
+  // Rounding is summarised in one line; encode lists every value.
+  const Result rounded = run("plot --set all.fastRatio=0.3 " + path("bands.svg"));
+  ASSERT_EQ(rounded.status, 0) << rounded.err;
+  EXPECT_EQ(rounded.err, "larkspin: note: 26 values rounded to the payload's steps; see `larkspin preset encode`\n");
+  std::ofstream(path("rounded.json")) << run("preset default --set all.fastRatio=0.3").out;
+  const Result listed = run("preset encode " + path("rounded.json") + " " + path("rounded.bin"));
+  EXPECT_EQ(std::count(listed.err.begin(), listed.err.end(), '\n'), 26) << listed.err;
+}
+
 // Tags open and close in order; enough to catch a broken writer.
 bool wellFormed(const std::string& xml) {
   std::vector<std::string> open;
@@ -248,17 +308,156 @@ bool wellFormed(const std::string& xml) {
   return open.empty() && xml.find("<svg") != std::string::npos;
 }
 
-TEST_F(ToolTest, PicturesAreWellFormedSvg) {
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+// The elements named `name` in document order, each as a map of its
+// attributes.
+std::vector<std::map<std::string, std::string>> elements(const std::string& xml, const std::string& name) {
+  std::vector<std::map<std::string, std::string>> found;
+  for (size_t at = xml.find("<" + name + " "); at != std::string::npos; at = xml.find("<" + name + " ", at + 1)) {
+    const std::string tag = xml.substr(at, xml.find('>', at) - at);
+    std::map<std::string, std::string> attributes;
+    for (size_t eq = tag.find("=\""); eq != std::string::npos; eq = tag.find("=\"", eq + 2)) {
+      const size_t start = tag.rfind(' ', eq) + 1, end = tag.find('"', eq + 2);
+      attributes[tag.substr(start, eq - start)] = tag.substr(eq + 2, end - eq - 2);
+      eq = end - 1;
+    }
+    found.push_back(std::move(attributes));
+  }
+  return found;
+}
+
+TEST_F(ToolTest, PicturesAreReadable) {
   ASSERT_EQ(run("plot --rate 48000 " + path("bands.svg")).status, 0);
-  EXPECT_TRUE(wellFormed(read(path("bands.svg"))));
+  const std::string bands = read(path("bands.svg"));
+  ASSERT_TRUE(wellFormed(bands));
+  // The first panel's fourteen band lines differ in colour or dash.
+  const std::string first = bands.substr(0, bands.find("clipPath id=\"panel1\""));
+  std::set<std::string> styles;
+  int lines = 0;
+  for (auto& polyline : elements(first, "polyline")) {
+    styles.insert(polyline["stroke"] + " " + polyline["stroke-dasharray"]);
+    ++lines;
+  }
+  EXPECT_EQ(lines, 14);
+  EXPECT_EQ(styles.size(), 14u);
+  for (const char* text :
+       {"Band responses", "band weight (dB)", "Combined response at unity gains",
+        "Fixed band gains of the default preset", "gain (dB)", "band 13: no controls", "frequency (Hz)"}) {
+    EXPECT_TRUE(contains(bands, text)) << text;
+  }
+
+  ASSERT_EQ(run("plot --curves --set band2.ch1.fastRatio=0 " + path("curves.svg")).status, 0);
+  const std::string curves = read(path("curves.svg"));
+  EXPECT_TRUE(wellFormed(curves));
+  EXPECT_TRUE(contains(curves, "band 2 ch1") && !contains(curves, "band 3 ch1"));
+  expectCleanFailure(run("plot " + path("bands.png")), "bands.png");
+
+  // The spectrum report says what it shows, and that silence is silence.
+  writeWav("quiet.wav", {std::vector<float>(48000, 0.0f)}, 48000);
+  const Result silent =
+      run("process " + path("quiet.wav") + " " + path("out.wav") + " --intensity 0.5 --report " + path("report.svg"));
+  ASSERT_EQ(silent.status, 0) << silent.err;
+  const std::string report = read(path("report.svg"));
+  EXPECT_TRUE(wellFormed(report));
+  EXPECT_TRUE(contains(report, "quiet.wav, preset the default preset, intensity 0.50")) << report;
+  EXPECT_TRUE(contains(report, "input (silent)") && contains(report, "output (silent)"));
+  expectCleanFailure(run("process " + path("quiet.wav") + " " + path("out2.wav") + " --report " + path("r.png")),
+                     "out2.wav");
+
   const Result demo = run("demo " + path("demo"));
   ASSERT_EQ(demo.status, 0) << demo.err;
-  for (const char* file : {"input.wav", "output.wav", "report.svg", "bands.svg"}) {
+  for (const char* file : {"input.wav", "output.wav", "report.svg", "bands.svg", "curves.svg", "gains.svg"}) {
     EXPECT_TRUE(fs::exists(path(std::string("demo/") + file))) << file;
   }
-  EXPECT_TRUE(wellFormed(read(path("demo/report.svg"))));
-  EXPECT_TRUE(wellFormed(read(path("demo/bands.svg"))));
+  EXPECT_TRUE(wellFormed(read(path("demo/report.svg"))) && wellFormed(read(path("demo/gains.svg"))));
   expectCleanFailure(run("plot --rate 8000 " + path("low.svg")), "low.svg");
+}
+
+// The heat map shows what the library's band read-out reports: for a steady
+// tone in band 8, 2:1 above -20 dB, the compressor's gain, and 0 dB elsewhere.
+TEST_F(ToolTest, GainMapShowsTheDynamics) {
+  constexpr double kAmplitude = 0.3, kToneHz = 2812.5;
+  std::vector<float> tone(48000);
+  for (size_t i = 0; i < tone.size(); ++i) {
+    tone[i] =
+        static_cast<float>(kAmplitude * std::sin(2.0 * std::numbers::pi * kToneHz * static_cast<double>(i) / 48000));
+  }
+  writeWav("tone.wav", {tone, tone}, 48000);
+  const Result result =
+      run("process " + path("tone.wav") + " " + path("out.wav") + " --preset " + LARKSPIN_SOURCE_DIR +
+          "/presets/neutral.json --set all.fastRatio=0.5 --set all.fastThresholdDb=-20 --gains " + path("gains.svg"));
+  ASSERT_EQ(result.status, 0) << result.err;
+  const std::string map = read(path("gains.svg"));
+  ASSERT_TRUE(wellFormed(map));
+  EXPECT_TRUE(contains(map, "Band gains over time: tone.wav") && contains(map, "Input level"));
+  const double expectedDb = (0.5 - 1.0) * (20.0 * std::log10(kAmplitude) + 20.0);
+  // Each row (band and channel) is a sequence of runs; check the one that
+  // covers 0.7 s, when the tone has long settled.
+  int checked = 0, row = -1;
+  double covering = NAN;
+  const auto finishRow = [&] {
+    if (row == 8 || (row >= 0 && row < 5)) {
+      EXPECT_NEAR(covering, row == 8 ? expectedDb : 0.0, 0.3) << row;
+      ++checked;
+    }
+  };
+  for (auto& cell : elements(map, "rect")) {
+    if (cell.count("data-band") == 0) {
+      continue;
+    }
+    const int band = std::stoi(cell["data-band"]);
+    if (band != row) {
+      finishRow();
+      row = band;
+      covering = NAN;
+    }
+    if (std::stod(cell["data-time"]) <= 0.7) {
+      covering = std::stod(cell["data-db"]);
+    }
+  }
+  finishRow();
+  EXPECT_GE(checked, 12); // each band and channel at least once
+}
+
+// A 16 kHz file comes back at 16 kHz with its length, about as loud as the
+// same material processed at 48 kHz; without --resample the error names it.
+TEST_F(ToolTest, ResamplesRatesTheLibraryDoesNotTake) {
+  const auto material = [](int rate) {
+    std::vector<float> x(static_cast<size_t>(rate));
+    for (size_t i = 0; i < x.size(); ++i) {
+      const double t = static_cast<double>(i) / rate;
+      x[i] = static_cast<float>(0.2 * std::sin(2.0 * std::numbers::pi * 440.0 * t) +
+                                0.1 * std::sin(2.0 * std::numbers::pi * 2500.0 * t) +
+                                0.05 * std::sin(2.0 * std::numbers::pi * 5000.0 * t));
+    }
+    return x;
+  };
+  const auto rmsDb = [](const std::vector<float>& x) {
+    double sum = 0.0;
+    for (size_t i = x.size() / 4; i < x.size() * 3 / 4; ++i) {
+      sum += static_cast<double>(x[i]) * x[i];
+    }
+    return 10.0 * std::log10(sum / static_cast<double>(x.size() / 2));
+  };
+  writeWav("low.wav", {material(16000)}, 16000);
+  writeWav("high.wav", {material(48000)}, 48000);
+  const Result refused = run("process " + path("low.wav") + " " + path("low-out.wav"));
+  expectCleanFailure(refused, "low-out.wav");
+  EXPECT_TRUE(contains(refused.err, "--resample")) << refused.err;
+
+  ASSERT_EQ(run("process --resample --align " + path("low.wav") + " " + path("low-out.wav")).status, 0);
+  ASSERT_EQ(run("process --align " + path("high.wav") + " " + path("high-out.wav")).status, 0);
+  SF_INFO info{};
+  SNDFILE* file = sf_open(path("low-out.wav").c_str(), SFM_READ, &info);
+  ASSERT_NE(file, nullptr);
+  sf_close(file);
+  EXPECT_EQ(info.samplerate, 16000);
+  const auto low = readWav("low-out.wav"), high = readWav("high-out.wav");
+  ASSERT_EQ(low[0].size(), 16000u);
+  EXPECT_NEAR(rmsDb(low[0]), rmsDb(high[0]), 0.5);
 }
 
 } // namespace

@@ -5,7 +5,12 @@
 #include "larkspin/batch.h"
 #include "larkspin/command_line.h"
 #include "larkspin/demo_signal.h"
+#include "larkspin/gain_map.h"
+#include "larkspin/io_curves.h"
+#include "larkspin/preset_choice.h"
 #include "larkspin/preset_file.h"
+#include "larkspin/processing.h"
+#include "larkspin/resample.h"
 #include "larkspin/summary.h"
 #include "larkspin/svg_chart.h"
 #include "larkspin/tool_error.h"
@@ -21,32 +26,65 @@
 #include <fstream>
 #include <iostream>
 #include <thread>
+#include <unistd.h>
 
 namespace larkspin_tool {
 namespace {
 
 constexpr const char* kProgramVersion = LARKSPIN_PROGRAM_VERSION;
 
+std::string reportTitle(const std::string& file, const std::string& preset, double intensity) {
+  char amount[32];
+  std::snprintf(amount, sizeof amount, "%.2f", intensity);
+  return "Average spectrum of " + std::filesystem::path(file).filename().string() + ", preset " + preset +
+         ", intensity " + amount;
+}
+
+std::string presetName(const PresetChoice& choice) {
+  std::string name =
+      choice.path.empty() ? "the default preset" : std::filesystem::path(choice.path).filename().string();
+  for (size_t i = 0; i < choice.settings.size(); ++i) {
+    name += (i == 0 ? " with " : ", ") + choice.settings[i];
+  }
+  return name;
+}
+
 struct ProcessArguments {
   std::vector<std::string> files;
-  std::string outDir, preset, report, format;
+  std::string outDir, report, format, gains;
+  PresetChoice preset;
   float intensity = 1.0f;
-  bool bypass = false, align = false, quiet = false, json = false;
+  bool bypass = false, align = false, quiet = false, json = false, resample = false;
   int block = 256;
   int jobs = 0;
 };
 
 std::vector<FileJob> makeJobs(const ProcessArguments& args) {
   std::vector<FileJob> jobs;
+  for (const std::string* picture : {&args.report, &args.gains}) {
+    if (!picture->empty()) {
+      requireSvgPath(*picture);
+    }
+  }
   if (args.outDir.empty()) {
     if (args.files.size() != 2) {
       throw UsageError("process takes IN and OUT, or several inputs with --out-dir DIR");
     }
-    jobs.push_back({args.files[0], args.files[1], args.format, args.report});
+    if (!args.gains.empty() && args.files[0] == "-") {
+      throw UsageError("--gains needs an input file, not standard input");
+    }
+    FileJob job{args.files[0], args.files[1], args.format, args.report};
+    job.reportTitle = reportTitle(args.files[0], presetName(args.preset), args.bypass ? 0.0 : args.intensity);
+    jobs.push_back(job);
     return jobs;
   }
-  if (!args.report.empty()) {
-    throw UsageError("--report works with a single input, not with --out-dir");
+  for (const auto& [option, value] : {std::pair{"--report", &args.report}, std::pair{"--gains", &args.gains}}) {
+    if (!value->empty()) {
+      throw UsageError(std::string(option) + " works with a single input, not with --out-dir");
+    }
+  }
+  if (args.resample) {
+    throw UsageError("--resample works with a single input, not with --out-dir");
   }
   std::filesystem::create_directories(args.outDir);
   std::vector<std::string> names;
@@ -67,19 +105,92 @@ std::vector<FileJob> makeJobs(const ProcessArguments& args) {
   return jobs;
 }
 
+// The sample rate of a file the library cannot take as it is (below 32 kHz),
+// or 0: such a file goes the --resample way.
+int rateNeedingResampling(const std::string& path) {
+  if (path == "-") {
+    return 0;
+  }
+  try {
+    const int rate = AudioReader(path).sampleRate();
+    return rate > 0 && rate < 32000 ? rate : 0;
+  } catch (const ToolError&) {
+    return 0; // the normal path reports why it cannot be read
+  }
+}
+
+// A file below 32 kHz: read whole, converted up to a rate the library takes,
+// streamed through it from a temporary file and converted back to the input's
+// rate and exact length.
+FileResult processResampled(const FileJob& job, const ProcessOptions& options, bool showProgress) {
+  const AudioData input = readAudioFile(job.input);
+  AudioData working = resampleAudio(input, supportedRateFor(input.sampleRate));
+  working.format = wavFloatFormat();
+  const std::filesystem::path scratch =
+      std::filesystem::temp_directory_path() / ("larkspin-" + std::to_string(::getpid()));
+  std::filesystem::create_directories(scratch);
+  struct Cleanup {
+    std::filesystem::path dir;
+    ~Cleanup() {
+      std::error_code ignored;
+      std::filesystem::remove_all(dir, ignored);
+    }
+  } cleanup{scratch};
+  FileJob inner = job;
+  inner.input = (scratch / "in.wav").string();
+  inner.output = (scratch / "out.wav").string();
+  inner.formatName = "";
+  writeAudioFile(inner.input, working);
+  FileResult result = processFiles({inner}, options, 1, showProgress)[0];
+  result.job = job;
+  if (!result.ok) {
+    return result;
+  }
+  AudioData output = resampleAudio(readAudioFile(inner.output), input.sampleRate, input.frames());
+  output.format = input.format;
+  writeAudioFile(job.output, output);
+  const double scale = static_cast<double>(input.sampleRate) / working.sampleRate;
+  result.sampleRate = input.sampleRate;
+  result.frames = input.frames();
+  result.latencyFrames = static_cast<int>(std::lround(result.latencyFrames * scale));
+  result.delayFrames = std::lround(static_cast<double>(result.delayFrames) * scale);
+  return result;
+}
+
 int runProcess(const ProcessArguments& args) {
   const std::vector<FileJob> jobs = makeJobs(args);
   ProcessOptions options;
-  options.payload = args.preset.empty() ? encodePayload(defaultPreset()) : loadPreset(args.preset).payload;
+  const larkspin_json::Preset preset = resolvePreset(args.preset);
+  reportRounding(preset);
+  options.payload = preset.payload;
   options.intensity = args.intensity;
   options.bypass = args.bypass;
   options.blockFrames = args.block;
   options.align = args.align;
   const int workers = args.jobs > 0 ? args.jobs : static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+  GainRecorder recorder;
+  if (!args.gains.empty()) {
+    options.afterBlock = [&recorder](vora_ap_control* control, long framesFed) { recorder.record(control, framesFed); };
+  }
 
   // Audio on standard output leaves only standard error for the words.
   const bool toStdout = jobs.size() == 1 && jobs[0].output == "-";
-  const std::vector<FileResult> results = processFiles(jobs, options, workers, !args.quiet);
+  const int lowRate = jobs.size() == 1 ? rateNeedingResampling(jobs[0].input) : 0;
+  std::vector<FileResult> results;
+  if (lowRate > 0 && args.resample) {
+    results.push_back(processResampled(jobs[0], options, !args.quiet));
+  } else {
+    results = processFiles(jobs, options, workers, !args.quiet);
+  }
+  if (!args.gains.empty() && results[0].ok) {
+    AudioData input = readAudioFile(jobs[0].input);
+    if (lowRate > 0) {
+      input = resampleAudio(input, supportedRateFor(lowRate));
+    }
+    const std::string title = "Band gains over time: " + std::filesystem::path(jobs[0].input).filename().string() +
+                              ", " + presetName(args.preset);
+    writeTextFile(args.gains, recorder.render(title, input));
+  }
   std::FILE* out = toStdout ? stderr : stdout;
   if (args.json) {
     printJsonSummary(out, results, args.align);
@@ -116,14 +227,27 @@ int runPresetEncode(const std::string& jsonPath, const std::string& outPath) {
   return 0;
 }
 
-int runPlot(int sampleRate, const std::string& presetPath, const std::string& outPath) {
-  std::optional<vora_preset> preset;
-  if (!presetPath.empty()) {
-    vora_preset stored;
-    vora_preset_decode(loadPreset(presetPath).payload.data(), &stored);
-    preset = stored;
+int runPresetDefault(const std::vector<std::string>& settings) {
+  vora_preset preset = defaultPreset();
+  for (const std::string& setting : settings) {
+    applySetting(preset, setting);
   }
-  writeTextFile(outPath, renderBandChart(sampleRate, preset));
+  const larkspin_json::Preset encoded = larkspin_json::encode(preset);
+  for (const std::string& note : encoded.roundingNotes) {
+    std::fprintf(stderr, "larkspin: note: %s\n", note.c_str());
+  }
+  std::cout << larkspin_json::toJsonText(preset);
+  return 0;
+}
+
+int runPlot(int sampleRate, const PresetChoice& choice, bool curves, const std::string& outPath) {
+  requireSvgPath(outPath);
+  const larkspin_json::Preset preset = resolvePreset(choice);
+  reportRounding(preset);
+  vora_preset stored;
+  vora_preset_decode(preset.payload.data(), &stored);
+  writeTextFile(outPath, curves ? renderIoCurves(stored, presetName(choice))
+                                : renderBandChart(sampleRate, stored, presetName(choice)));
   return 0;
 }
 
@@ -138,14 +262,20 @@ int runDemo(const std::string& directory) {
   ProcessOptions options;
   options.payload = encodePayload(defaultPreset());
   options.intensity = 1.0f;
-  const FileJob job{inputPath, (dir / "output.wav").string(), "", (dir / "report.svg").string()};
+  GainRecorder recorder;
+  options.afterBlock = [&recorder](vora_ap_control* control, long framesFed) { recorder.record(control, framesFed); };
+  FileJob job{inputPath, (dir / "output.wav").string(), "", (dir / "report.svg").string()};
+  job.reportTitle = reportTitle("input.wav", "default", 1.0);
   const FileResult result = processFiles({job}, options, 1, false)[0];
   if (!result.ok) {
     throw ToolError(result.error);
   }
-  writeTextFile((dir / "bands.svg").string(), renderBandChart(48000, defaultPreset()));
+  writeTextFile((dir / "bands.svg").string(), renderBandChart(48000, defaultPreset(), "the default preset"));
+  writeTextFile((dir / "curves.svg").string(), renderIoCurves(defaultPreset(), "the default preset"));
+  writeTextFile((dir / "gains.svg").string(),
+                recorder.render("Band gains over time: input.wav, default preset", input));
   std::printf("demo: default preset (%s) at intensity 1.0\n", kDefaultPresetDescription);
-  std::printf("wrote %s/{input.wav, output.wav, report.svg, bands.svg}\n", directory.c_str());
+  std::printf("wrote %s/{input.wav, output.wav, report.svg, bands.svg, curves.svg, gains.svg}\n", directory.c_str());
   printFileSummary(stdout, result, false);
   return 0;
 }
@@ -181,16 +311,20 @@ int main(int argc, char** argv) {
   processCommand->add_option("--out-dir", process.outDir, "write each input's output here, under the input's name");
   processCommand->add_option("--format", process.format,
                              "output format by extension (wav, flac, ogg, aiff, ...); default: the output's extension");
-  processCommand->add_option("--preset", process.preset,
-                             std::string("196-byte payload or JSON preset; default: ") + kDefaultPresetDescription);
+  addPresetOptions(processCommand, process.preset);
   processCommand->add_option("--intensity", process.intensity, "intensity 0..1 (default 1)")
       ->check(finiteNumber())
       ->check(CLI::Range(0.0, 1.0));
   processCommand->add_flag("--bypass", process.bypass, "bypass the processing (output is the delayed input)");
   processCommand->add_option("--block", process.block, "host block length in frames (default 256)")
       ->check(CLI::Range(1, 1 << 20));
+  processCommand->add_flag("--resample", process.resample,
+                           "process a file below 32 kHz (8, 16, 22.05 kHz...) at a multiple of its rate, then convert "
+                           "back");
   processCommand->add_flag("--align", process.align, "remove the delay so the output lines up with the input");
   processCommand->add_option("--report", process.report, "write the long-term average spectra as SVG");
+  processCommand->add_option("--gains", process.gains,
+                             "write each band's gain over time as an SVG heat map under the input level");
   processCommand->add_option("-j,--jobs", process.jobs, "files processed at once (default: the number of cores)")
       ->check(CLI::Range(1, 1024));
   processCommand->add_flag("-q,--quiet", process.quiet, "print nothing but errors");
@@ -201,15 +335,22 @@ int main(int argc, char** argv) {
   std::string decodePath, encodeIn, encodeOut;
   auto* decodeCommand = presetCommand->add_subcommand("decode", "print a payload file as JSON");
   decodeCommand->add_option("FILE", decodePath, "196-byte payload (or JSON)")->required();
+  std::vector<std::string> defaultSettings;
+  auto* defaultCommand =
+      presetCommand->add_subcommand("default", "print the built-in default preset as JSON, a place to start");
+  defaultCommand->add_option("--set", defaultSettings, "change one value first, e.g. all.fastRatio=1");
   auto* encodeCommand = presetCommand->add_subcommand("encode", "write a JSON preset as a payload file");
   encodeCommand->add_option("JSON", encodeIn, "JSON preset")->required();
   encodeCommand->add_option("OUT", encodeOut, "196-byte payload to write")->required();
 
   int plotRate = 48000;
-  std::string plotPreset, plotOut;
+  std::string plotOut;
+  PresetChoice plotPreset;
   auto* plotCommand = app.add_subcommand("plot", "draw the band responses and a preset's gains as SVG");
-  plotCommand->add_option("--rate", plotRate, "sample rate in Hz")->required();
-  plotCommand->add_option("--preset", plotPreset, "payload or JSON preset whose gains to draw");
+  plotCommand->add_option("--rate", plotRate, "sample rate in Hz (default 48000)");
+  addPresetOptions(plotCommand, plotPreset);
+  bool plotCurves = false;
+  plotCommand->add_flag("--curves", plotCurves, "draw each band's settled input/output level curve instead");
   plotCommand->add_option("OUT", plotOut, "SVG file to write")->required();
 
   std::string demoDir = "demo";
@@ -232,10 +373,12 @@ int main(int argc, char** argv) {
       status = runProcess(process);
     } else if (*decodeCommand) {
       status = runPresetDecode(decodePath);
+    } else if (*defaultCommand) {
+      status = runPresetDefault(defaultSettings);
     } else if (*encodeCommand) {
       status = runPresetEncode(encodeIn, encodeOut);
     } else if (*plotCommand) {
-      status = runPlot(plotRate, plotPreset, plotOut);
+      status = runPlot(plotRate, plotPreset, plotCurves, plotOut);
     } else if (*demoCommand) {
       status = runDemo(demoDir);
     }

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <tuple>
 
 namespace larkspin_tool {
 
@@ -78,7 +79,7 @@ void run(const FileJob& job, vora_ap_control* control, const ProcessOptions& opt
   writer.close();
   if (inSpectrum) {
     try {
-      writeSpectrumReport(job.report, inSpectrum->spectrum(), outSpectrum->spectrum(), rate);
+      writeSpectrumReport(job.report, job.reportTitle, inSpectrum->spectrum(), outSpectrum->spectrum(), rate);
     } catch (const ToolError&) {
       removePartialFile(job.output);
       throw;
@@ -123,25 +124,40 @@ AudioLength audioFileLength(const std::string& path) {
           info.samplerate > 0 ? static_cast<double>(info.frames) / info.samplerate : 0.0};
 }
 
-void writeSpectrumReport(const std::string& path, const Spectrum& before, const Spectrum& after, int sampleRate) {
-  ChartSeries in{"input", seriesColour(0), {}, false};
-  ChartSeries out{"output", seriesColour(1), {}, false};
+void writeSpectrumReport(const std::string& path, const std::string& title, const Spectrum& before,
+                         const Spectrum& after, int sampleRate) {
+  constexpr double kSilentDb = -250.0;
+  std::vector<ChartSeries> series;
   double top = -200.0;
-  for (size_t k = 0; k < before.frequencyHz.size(); ++k) {
-    in.points.emplace_back(before.frequencyHz[k], before.levelDb[k]);
-    out.points.emplace_back(after.frequencyHz[k], after.levelDb[k]);
-    top = std::max({top, before.levelDb[k], after.levelDb[k]});
+  bool anySound = false;
+  for (const auto& [name, spectrum, index] : {std::tuple{"input", &before, 0}, std::tuple{"output", &after, 1}}) {
+    const double loudest =
+        spectrum->levelDb.empty() ? -300.0 : *std::max_element(spectrum->levelDb.begin(), spectrum->levelDb.end());
+    ChartSeries s{name, seriesColour(static_cast<size_t>(index)), {}, false, {}};
+    if (loudest < kSilentDb) {
+      s.label += " (silent)";
+    } else {
+      anySound = true;
+      top = std::max(top, loudest);
+      for (size_t k = 0; k < spectrum->frequencyHz.size(); ++k) {
+        s.points.emplace_back(spectrum->frequencyHz[k], spectrum->levelDb[k]);
+      }
+    }
+    series.push_back(std::move(s));
   }
   ChartOptions options;
-  options.title = "Long-term average spectrum";
+  options.title = title;
   options.xLabel = "frequency (Hz)";
   options.yLabel = "level (dB re full-scale sine)";
   options.logX = true;
   options.xMin = 20.0;
   options.xMax = sampleRate / 2.0;
-  options.yMax = std::ceil(top / 10.0) * 10.0 + 5.0;
+  options.yMax = anySound ? std::ceil(top / 10.0) * 10.0 + 5.0 : 0.0;
   options.yMin = options.yMax - 100.0;
-  writeTextFile(path, renderChart(options, {in, out}));
+  if (!anySound) {
+    options.labels.push_back({std::sqrt(options.xMin * options.xMax), -50.0, "silent: nothing to show", "#333333"});
+  }
+  writeTextFile(path, renderChart(options, series));
 }
 
 } // namespace larkspin_tool

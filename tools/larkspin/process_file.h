@@ -16,6 +16,7 @@ struct FileJob {
   std::string output;     // a path, or "-" for standard output
   std::string formatName; // empty: from the output's extension
   std::string report;     // optional SVG of the average spectra
+  std::string reportTitle = "Long-term average spectrum";
 };
 
 struct FileResult {
@@ -42,6 +43,9 @@ struct AudioLength {
 };
 AudioLength audioFileLength(const std::string& path);
 
-void writeSpectrumReport(const std::string& path, const Spectrum& before, const Spectrum& after, int sampleRate);
+// A silent signal is named as such instead of drawn as a line at the bottom
+// of the dB range.
+void writeSpectrumReport(const std::string& path, const std::string& title, const Spectrum& before,
+                         const Spectrum& after, int sampleRate);
 
 } // namespace larkspin_tool

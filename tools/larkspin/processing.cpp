@@ -29,8 +29,11 @@ std::mutex setupLock;
 void configure(vora_ap_control* control, int sampleRate, int maximumFrames, int channels) {
   const std::lock_guard lock(setupLock);
   if (!vora_ap_update(control, static_cast<float>(sampleRate), maximumFrames, channels == 2 ? 1 : 0)) {
+    const std::string hint = sampleRate > 0 && sampleRate < 32000
+                                 ? "; --resample processes it at a multiple of its rate and converts back"
+                                 : "";
     throw ToolError("the library does not accept a sample rate of " + std::to_string(sampleRate) +
-                    " Hz (32000 to 192000 Hz)");
+                    " Hz (32000 to 192000 Hz)" + hint);
   }
 }
 
@@ -141,6 +144,9 @@ void StreamProcessor::runBlock(const FrameSink& sink) {
   const long firstProcessed = processedSamples_;
   processBlock(block);
   filled_ = 0;
+  if (options_.afterBlock) {
+    options_.afterBlock(control_, fed_);
+  }
   const int pad = lastPad_;
 
   // Which frames of this block's output to keep: with alignment the

@@ -20,6 +20,10 @@ struct ProcessOptions {
   bool bypass = false;
   int blockFrames = 256;
   bool align = false; // drop the whole delay so that the output lines up with the input
+  // Optional: called after each block of the file (not during priming) with
+  // the control and the number of input frames fed so far, to read what the
+  // dynamics did.
+  std::function<void(vora_ap_control* control, long framesFed)> afterBlock;
 };
 
 // Receives interleaved output frames.

@@ -5,6 +5,7 @@
 #include "larkspin/tool_error.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -14,8 +15,8 @@ namespace larkspin_tool {
 
 namespace {
 
-constexpr double kWidth = 960, kHeight = 540;
-constexpr double kLeft = 80, kRight = 200, kTop = 50, kBottom = 70;
+constexpr double kWidth = kChartWidth;
+constexpr double kLeft = kChartLeft, kRight = kChartRight, kTop = 50, kBottom = 70;
 
 std::string escape(const std::string& text) {
   std::string out;
@@ -58,9 +59,29 @@ std::string seriesColour(size_t index) {
   return kPalette[index % (sizeof kPalette / sizeof kPalette[0])];
 }
 
-std::string renderChart(const ChartOptions& options, const std::vector<ChartSeries>& series) {
+std::string bandColour(int band) {
+  static const char* const kColours[] = {"#0072B2", "#D55E00", "#009E73", "#CC79A7", "#E69F00", "#56B4E9", "#000000"};
+  return kColours[band % 7];
+}
+
+std::string bandDash(int band) {
+  return band % 14 < 7 ? "" : "7 3";
+}
+
+namespace {
+
+std::string dashAttribute(const ChartSeries& s) {
+  const std::string dash = !s.dash.empty() ? s.dash : s.dashed ? "6 3" : "";
+  return dash.empty() ? "" : " stroke-dasharray=\"" + dash + "\"";
+}
+
+// One chart's axes, series and legend, drawn `offsetY` pixels down; `id`
+// keeps its clip path apart from other panels'.
+void drawChart(std::ostringstream& svg, const ChartOptions& options, const std::vector<ChartSeries>& series,
+               double offsetY, const std::string& id) {
+  const double chartHeight = options.height;
   const double plotWidth = kWidth - kLeft - kRight;
-  const double plotHeight = kHeight - kTop - kBottom;
+  const double plotHeight = chartHeight - kTop - kBottom;
   auto mapX = [&](double x) {
     double t = options.logX
                    ? (std::log10(x) - std::log10(options.xMin)) / (std::log10(options.xMax) - std::log10(options.xMin))
@@ -72,14 +93,15 @@ std::string renderChart(const ChartOptions& options, const std::vector<ChartSeri
     return kTop + (1.0 - std::clamp(t, 0.0, 1.0)) * plotHeight;
   };
 
-  std::ostringstream svg;
-  svg.precision(6);
-  svg << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << kWidth << "\" height=\"" << kHeight
-      << "\" viewBox=\"0 0 " << kWidth << ' ' << kHeight << "\" font-family=\"sans-serif\" font-size=\"12\">\n"
-      << "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n"
+  svg << "<g transform=\"translate(0 " << offsetY << ")\">\n"
       << "<text x=\"" << kWidth / 2 << "\" y=\"28\" text-anchor=\"middle\" font-size=\"16\" font-weight=\"bold\">"
       << escape(options.title) << "</text>\n";
+  for (const ChartSpan& span : options.spans) {
+    const double x0 = mapX(span.xFrom), x1 = mapX(span.xTo);
+    svg << "<rect x=\"" << x0 << "\" y=\"" << kTop << "\" width=\"" << x1 - x0 << "\" height=\"" << plotHeight
+        << "\" fill=\"#eeeeee\"/>\n<text x=\"" << x1 - 4 << "\" y=\"" << kTop + 14
+        << "\" text-anchor=\"end\" font-size=\"10\" fill=\"#555555\">" << escape(span.text) << "</text>\n";
+  }
 
   // Grid and ticks.
   std::vector<double> xTicks;
@@ -120,7 +142,7 @@ std::string renderChart(const ChartOptions& options, const std::vector<ChartSeri
     svg << "<text x=\"" << kLeft - 8 << "\" y=\"" << mapY(y) + 4 << "\" text-anchor=\"end\">" << formatTick(y)
         << "</text>\n";
   }
-  svg << "<text x=\"" << kLeft + plotWidth / 2 << "\" y=\"" << kHeight - 20 << "\" text-anchor=\"middle\">"
+  svg << "<text x=\"" << kLeft + plotWidth / 2 << "\" y=\"" << chartHeight - 20 << "\" text-anchor=\"middle\">"
       << escape(options.xLabel) << "</text>\n"
       << "<text transform=\"translate(22 " << kTop + plotHeight / 2 << ") rotate(-90)\" text-anchor=\"middle\">"
       << escape(options.yLabel) << "</text>\n</g>\n"
@@ -128,11 +150,10 @@ std::string renderChart(const ChartOptions& options, const std::vector<ChartSeri
       << "\" fill=\"none\" stroke=\"#333333\"/>\n";
 
   // Series, clipped to the plot area.
-  svg << "<defs><clipPath id=\"plot\"><rect x=\"" << kLeft << "\" y=\"" << kTop << "\" width=\"" << plotWidth
-      << "\" height=\"" << plotHeight << "\"/></clipPath></defs>\n<g clip-path=\"url(#plot)\" fill=\"none\">\n";
+  svg << "<defs><clipPath id=\"" << id << "\"><rect x=\"" << kLeft << "\" y=\"" << kTop << "\" width=\"" << plotWidth
+      << "\" height=\"" << plotHeight << "\"/></clipPath></defs>\n<g clip-path=\"url(#" << id << ")\" fill=\"none\">\n";
   for (const auto& s : series) {
-    svg << "<polyline stroke=\"" << s.colour << "\" stroke-width=\"1.6\""
-        << (s.dashed ? " stroke-dasharray=\"6 3\"" : "") << " points=\"";
+    svg << "<polyline stroke=\"" << s.colour << "\" stroke-width=\"1.6\"" << dashAttribute(s) << " points=\"";
     for (const auto& [x, y] : s.points) {
       if (std::isfinite(y) && (!options.logX || x > 0)) {
         svg << mapX(x) << ',' << mapY(y) << ' ';
@@ -140,19 +161,89 @@ std::string renderChart(const ChartOptions& options, const std::vector<ChartSeri
     }
     svg << "\"/>\n";
   }
+  for (const ChartLabel& label : options.labels) {
+    svg << "<text x=\"" << mapX(label.x) << "\" y=\"" << mapY(label.y) << "\" text-anchor=\"middle\" fill=\""
+        << label.colour << "\" font-size=\"11\" font-weight=\"bold\">" << escape(label.text) << "</text>\n";
+  }
   svg << "</g>\n";
 
-  // Legend.
-  double legendY = kTop + 10;
-  for (const auto& s : series) {
-    const double x = kLeft + plotWidth + 16;
+  // Legend, in columns when it is longer than the plot.
+  const size_t perColumn = std::max<size_t>(1, static_cast<size_t>((plotHeight - 10) / 18));
+  const double columnWidth = series.size() > perColumn ? 95.0 : 180.0;
+  for (size_t i = 0; i < series.size(); ++i) {
+    const ChartSeries& s = series[i];
+    const double x = kLeft + plotWidth + 16 + static_cast<double>(i / perColumn) * columnWidth;
+    const double legendY = kTop + 10 + static_cast<double>(i % perColumn) * 18;
     svg << "<line x1=\"" << x << "\" y1=\"" << legendY << "\" x2=\"" << x + 24 << "\" y2=\"" << legendY
-        << "\" stroke=\"" << s.colour << "\" stroke-width=\"2.5\"" << (s.dashed ? " stroke-dasharray=\"6 3\"" : "")
-        << "/>\n<text x=\"" << x + 30 << "\" y=\"" << legendY + 4 << "\">" << escape(s.label) << "</text>\n";
-    legendY += 18;
+        << "\" stroke=\"" << s.colour << "\" stroke-width=\"2.5\"" << dashAttribute(s) << "/>\n<text x=\"" << x + 30
+        << "\" y=\"" << legendY + 4 << "\">" << escape(s.label) << "</text>\n";
+  }
+  svg << "</g>\n";
+}
+
+void openDocument(std::ostringstream& svg, double height) {
+  svg.precision(6);
+  svg << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+      << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << kWidth << "\" height=\"" << height
+      << "\" viewBox=\"0 0 " << kWidth << ' ' << height << "\" font-family=\"sans-serif\" font-size=\"12\">\n"
+      << "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n";
+}
+
+} // namespace
+
+std::string renderChart(const ChartOptions& options, const std::vector<ChartSeries>& series) {
+  std::ostringstream svg;
+  openDocument(svg, options.height);
+  drawChart(svg, options, series, 0.0, "plot");
+  svg << "</svg>\n";
+  return svg.str();
+}
+
+void appendChart(std::string& svg, const ChartOptions& options, const std::vector<ChartSeries>& series, double offsetY,
+                 const std::string& id) {
+  std::ostringstream text;
+  text.precision(6);
+  drawChart(text, options, series, offsetY, id);
+  svg += text.str();
+}
+
+std::string openSvg(double height) {
+  std::ostringstream text;
+  openDocument(text, height);
+  return text.str();
+}
+
+std::string escapeXml(const std::string& text) {
+  return escape(text);
+}
+
+std::string renderPanels(const std::string& title, const std::vector<ChartPanel>& panels) {
+  constexpr double kTitleHeight = 40.0;
+  double height = kTitleHeight;
+  for (const ChartPanel& panel : panels) {
+    height += panel.options.height;
+  }
+  std::ostringstream svg;
+  openDocument(svg, height);
+  svg << "<text x=\"" << kWidth / 2 << "\" y=\"28\" text-anchor=\"middle\" font-size=\"18\" font-weight=\"bold\">"
+      << escape(title) << "</text>\n";
+  double offsetY = kTitleHeight;
+  for (size_t i = 0; i < panels.size(); ++i) {
+    drawChart(svg, panels[i].options, panels[i].series, offsetY, "panel" + std::to_string(i));
+    offsetY += panels[i].options.height;
   }
   svg << "</svg>\n";
   return svg.str();
+}
+
+void requireSvgPath(const std::string& path) {
+  const size_t dot = path.find_last_of("./");
+  std::string extension = dot == std::string::npos || path[dot] == '/' ? "" : path.substr(dot + 1);
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  if (extension != "svg") {
+    throw ToolError("cannot write '" + path + "': pictures are written as SVG only; name the file .svg");
+  }
 }
 
 void writeTextFile(const std::string& path, const std::string& text) {
