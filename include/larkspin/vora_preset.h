@@ -92,6 +92,13 @@ typedef struct vora_preset_issue {
  * "slowTimeConstantMs"), or NULL for an unknown field. Static text. */
 LARKSPIN_API const char* vora_preset_field_name(vora_preset_field field);
 
+/* The address of one value in `preset`, so that a host can walk a preset field
+ * by field: `band` 0..12; `channel` 0 or 1 for the per-channel fields (gain,
+ * fast threshold, fast ratio), ignored by the per-band slow fields (pass -1).
+ * NULL for a NULL preset, a band or field out of range, or a per-channel field
+ * with a channel other than 0 or 1. */
+LARKSPIN_API float* vora_preset_value(vora_preset* preset, int band, int channel, vora_preset_field field);
+
 /* Fills `preset` with the built-in default: +1 dB below 210 Hz, -1 dB from
  * 420 Hz to 1.2 kHz, +4 dB from 1.7 to 4.8 kHz, +3/+2 dB above; 2:1 above
  * -20 dB; slow levelling by a fifth of the excess over -40 dB (20 ms delay,

@@ -63,24 +63,7 @@ inline PresetPortField presetPortField(int index) {
 }
 
 inline float* presetValue(vora_preset& preset, const PresetPortField& where) {
-  vora_preset_band& band = preset.bands[where.band];
-  switch (where.field) {
-  case VORA_PRESET_GAIN_DB:
-    return &band.channels[where.channel].gainDb;
-  case VORA_PRESET_FAST_THRESHOLD_DB:
-    return &band.channels[where.channel].fastThresholdDb;
-  case VORA_PRESET_FAST_RATIO:
-    return &band.channels[where.channel].fastRatio;
-  case VORA_PRESET_SLOW_THRESHOLD_DB:
-    return &band.slowThresholdDb;
-  case VORA_PRESET_SLOW_FACTOR:
-    return &band.slowFactor;
-  case VORA_PRESET_SLOW_DELAY_MS:
-    return &band.slowDelayMs;
-  case VORA_PRESET_SLOW_TIME_CONSTANT_MS:
-    return &band.slowTimeConstantMs;
-  }
-  return &band.slowFactor; // not reached: every field is listed
+  return vora_preset_value(&preset, where.band, where.channel, where.field);
 }
 
 // Port symbol of preset value port `index`, e.g. "b03_gain_db_l",

@@ -162,6 +162,19 @@ bool badIssueArguments(const vora_preset* preset, const vora_preset_issue* issue
 
 extern "C" {
 
+float* vora_preset_value(vora_preset* preset, int band, int channel, vora_preset_field field) {
+  const int index = static_cast<int>(field);
+  if (preset == nullptr || band < 0 || band >= VORA_PRESET_BAND_COUNT || index < 0 ||
+      index >= VORA_PRESET_FIELD_COUNT) {
+    return nullptr;
+  }
+  const bool perChannel = index < kFirstBandField;
+  if (perChannel && (channel < 0 || channel >= VORA_PRESET_CHANNEL_COUNT)) {
+    return nullptr;
+  }
+  return &valueOf(preset->bands[band], perChannel ? channel : 0, index);
+}
+
 const char* vora_preset_field_name(vora_preset_field field) {
   const int index = static_cast<int>(field);
   return index >= 0 && index < VORA_PRESET_FIELD_COUNT ? kFields[index].name : nullptr;

@@ -34,26 +34,6 @@ std::vector<std::string> split(const std::string& text, char separator) {
   return parts;
 }
 
-float* fieldOf(vora_preset_band& band, int channel, vora_preset_field field) {
-  switch (field) {
-  case VORA_PRESET_GAIN_DB:
-    return &band.channels[channel].gainDb;
-  case VORA_PRESET_FAST_THRESHOLD_DB:
-    return &band.channels[channel].fastThresholdDb;
-  case VORA_PRESET_FAST_RATIO:
-    return &band.channels[channel].fastRatio;
-  case VORA_PRESET_SLOW_THRESHOLD_DB:
-    return &band.slowThresholdDb;
-  case VORA_PRESET_SLOW_FACTOR:
-    return &band.slowFactor;
-  case VORA_PRESET_SLOW_DELAY_MS:
-    return &band.slowDelayMs;
-  case VORA_PRESET_SLOW_TIME_CONSTANT_MS:
-    return &band.slowTimeConstantMs;
-  }
-  return nullptr;
-}
-
 } // namespace
 
 void addPresetOptions(CLI::App* command, PresetChoice& choice) {
@@ -118,7 +98,7 @@ void applySetting(vora_preset& preset, const std::string& setting) {
   }
   for (int band = firstBand; band <= lastBand; ++band) {
     for (int channel = firstChannel; channel <= (perBand ? firstChannel : lastChannel); ++channel) {
-      *fieldOf(preset.bands[band], channel, static_cast<vora_preset_field>(field)) = value;
+      *vora_preset_value(&preset, band, channel, static_cast<vora_preset_field>(field)) = value;
     }
   }
 }

@@ -15,27 +15,6 @@ constexpr vora_preset_field kChannelFields[] = {VORA_PRESET_GAIN_DB, VORA_PRESET
 constexpr vora_preset_field kBandFields[] = {VORA_PRESET_SLOW_THRESHOLD_DB, VORA_PRESET_SLOW_FACTOR,
                                              VORA_PRESET_SLOW_DELAY_MS, VORA_PRESET_SLOW_TIME_CONSTANT_MS};
 
-float& valueOf(vora_preset_band& band, int channel, vora_preset_field field) {
-  vora_preset_channel& values = band.channels[channel < 0 ? 0 : channel];
-  switch (field) {
-  case VORA_PRESET_GAIN_DB:
-    return values.gainDb;
-  case VORA_PRESET_FAST_THRESHOLD_DB:
-    return values.fastThresholdDb;
-  case VORA_PRESET_FAST_RATIO:
-    return values.fastRatio;
-  case VORA_PRESET_SLOW_THRESHOLD_DB:
-    return band.slowThresholdDb;
-  case VORA_PRESET_SLOW_FACTOR:
-    return band.slowFactor;
-  case VORA_PRESET_SLOW_DELAY_MS:
-    return band.slowDelayMs;
-  case VORA_PRESET_SLOW_TIME_CONSTANT_MS:
-    break;
-  }
-  return band.slowTimeConstantMs;
-}
-
 std::string describe(const vora_preset_issue& issue) {
   char text[200];
   vora_preset_format_issue(&issue, text, sizeof text);
@@ -117,7 +96,7 @@ nlohmann::json toJson(const vora_preset& preset) {
   vora_preset_band_layout(48000.0f, layout); // the controlled bands' edges do not depend on the rate
   nlohmann::json bands = nlohmann::json::array();
   for (int band = 0; band < VORA_PRESET_BAND_COUNT; ++band) {
-    vora_preset_band values = preset.bands[band];
+    vora_preset copy = preset;
     nlohmann::json entry;
     entry["band"] = band;
     entry["lowHz"] = roundedHz(layout[band].lowHz);
@@ -126,13 +105,13 @@ nlohmann::json toJson(const vora_preset& preset) {
     for (int channel = 0; channel < VORA_PRESET_CHANNEL_COUNT; ++channel) {
       nlohmann::json fields;
       for (vora_preset_field field : kChannelFields) {
-        fields[vora_preset_field_name(field)] = valueOf(values, channel, field);
+        fields[vora_preset_field_name(field)] = *vora_preset_value(&copy, band, channel, field);
       }
       channels.push_back(fields);
     }
     entry["channels"] = channels;
     for (vora_preset_field field : kBandFields) {
-      entry[vora_preset_field_name(field)] = valueOf(values, -1, field);
+      entry[vora_preset_field_name(field)] = *vora_preset_value(&copy, band, -1, field);
     }
     bands.push_back(entry);
   }
@@ -196,11 +175,11 @@ Preset fromJson(const nlohmann::json& json) {
       }
       refuseUnknownKeys(fields, {"gainDb", "fastThresholdDb", "fastRatio"}, place);
       for (vora_preset_field field : kChannelFields) {
-        valueOf(values.bands[band], channel, field) = readNumber(fields, field, where(band, channel, field));
+        *vora_preset_value(&values, band, channel, field) = readNumber(fields, field, where(band, channel, field));
       }
     }
     for (vora_preset_field field : kBandFields) {
-      valueOf(values.bands[band], -1, field) = readNumber(entry, field, where(band, -1, field));
+      *vora_preset_value(&values, band, -1, field) = readNumber(entry, field, where(band, -1, field));
     }
   }
   return encode(values);
