@@ -41,7 +41,6 @@ struct BandRange {
 struct BandBank {
   uint32_t fftSize = 0;
   uint32_t binCount = 0; // fftSize / 2
-  float sampleRate = 0.0f;
   float weights[kBandCount][kMaxBinCount] = {}; // only the first binCount entries are used
   BandRange ranges[kBandCount] = {};
 
