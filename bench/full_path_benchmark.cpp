@@ -10,6 +10,7 @@
 #include "dsp/real_fft.h"
 
 #include "bare_stft.h"
+#include "benchmark_payload.h"
 
 #include <benchmark/benchmark.h>
 
@@ -41,22 +42,6 @@ std::vector<float> noiseWithTone(int rateHz, size_t frames, unsigned seed) {
     out[i] = noise(random) + 0.5f * static_cast<float>(std::sin(2.0 * std::numbers::pi * 220.0 * double(i) / rateHz));
   }
   return out;
-}
-
-std::array<unsigned char, vora::kPresetPayloadSize> benchmarkPayload() {
-  vora::VorafierParameters parameters;
-  for (auto& band : parameters.bands) {
-    band.fastThresholdDb0 = band.fastThresholdDb1 = -30.0f;
-    band.fastRatio0 = band.fastRatio1 = 0.5f;
-    band.gainDb0 = band.gainDb1 = 6.0f;
-    band.slowThresholdDb = -50.0f;
-    band.slowFactor = 0.5f;
-    band.slowDelayMs = 10.0f;
-    band.slowTimeConstantMs = 50.0f;
-  }
-  std::array<unsigned char, vora::kPresetPayloadSize> payload{};
-  vora::encodePresetPayload(parameters, payload.data());
-  return payload;
 }
 
 // A control as a host sets it up: payload applied, intensity 1.0.

@@ -11,7 +11,7 @@
 // dB), which is how builds with different FFT backends are compared.
 #include <larkspin/vora_ap.h>
 
-#include "dsp/payload_codec.h"
+#include "benchmark_payload.h"
 
 #include <array>
 #include <cmath>
@@ -56,20 +56,8 @@ bool parse(int argc, char** argv, Options& options) {
          (options.channels == 1 || options.channels == 2) && options.block > 0;
 }
 
-// Every band compressing and boosting, so that no stage of the engine idles.
 void applyPayload() {
-  vora::VorafierParameters parameters;
-  for (auto& band : parameters.bands) {
-    band.fastThresholdDb0 = band.fastThresholdDb1 = -30.0f;
-    band.fastRatio0 = band.fastRatio1 = 0.5f;
-    band.gainDb0 = band.gainDb1 = 6.0f;
-    band.slowThresholdDb = -50.0f;
-    band.slowFactor = 0.5f;
-    band.slowDelayMs = 10.0f;
-    band.slowTimeConstantMs = 50.0f;
-  }
-  std::array<unsigned char, vora::kPresetPayloadSize> payload{};
-  vora::encodePresetPayload(parameters, payload.data());
+  auto payload = benchmarkPayload();
   vora_ap_apply_preset_payload(payload.data());
   vora_ap_set_vorafication_intensity(1.0f);
 }

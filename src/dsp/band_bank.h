@@ -40,7 +40,7 @@ struct BandRange {
 
 struct BandBank {
   uint32_t fftSize = 0;
-  uint32_t binCount = 0; // fftSize / 2
+  uint32_t binCount = 0;                        // fftSize / 2
   float weights[kBandCount][kMaxBinCount] = {}; // only the first binCount entries are used
   BandRange ranges[kBandCount] = {};
 
