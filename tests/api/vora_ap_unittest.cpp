@@ -1,33 +1,22 @@
+// The C interface's registry: null handles and an empty registry get
+// neutral answers; under churn (controls created, updated and destroyed in
+// random order, global setters mixed in) the getters agree after every step
+// with a model of the registry: creation order, settings inherited from the
+// oldest control, the oldest answering for all.
 #include <larkspin/vora_ap.h>
 
 #include "support/test_payloads.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <random>
 #include <vector>
 
 namespace {
 
-using larkspin_test::flatPayload;
-
-// The registry is process-wide: every test leaves it empty.
-class CInterfaceTest : public testing::Test {
-protected:
-  void TearDown() override {
-    for (vora_ap_control* control : created) {
-      vora_ap_destroy_control(control);
-    }
-  }
-  vora_ap_control* create(int stereo = 1) {
-    vora_ap_control* control = vora_ap_create_control(48000.0f, 256, stereo);
-    created.push_back(control);
-    return control;
-  }
-  std::vector<vora_ap_control*> created;
-};
-
-TEST_F(CInterfaceTest, NullHandlesAndAnEmptyRegistryGetNeutralAnswers) {
+TEST(CInterfaceTest, NullHandlesAndAnEmptyRegistryGetNeutralAnswers) {
   EXPECT_TRUE(vora_ap_destroy_control(nullptr));
   EXPECT_TRUE(vora_ap_destroy(nullptr));
   EXPECT_FALSE(vora_ap_update(nullptr, 48000.0f, 256, 1));
@@ -39,56 +28,85 @@ TEST_F(CInterfaceTest, NullHandlesAndAnEmptyRegistryGetNeutralAnswers) {
   EXPECT_EQ(std::memcmp(&info, &zero, sizeof info), 0);
   vora_ap_log_debug_info(nullptr);
   EXPECT_STREQ(vora_ap_get_wrapper_version(), "3.4.0");
+  EXPECT_EQ(vora_ap_create(8000.0f, 256, 1), nullptr);
 
-  EXPECT_EQ(vora_ap_get_lib_version(), nullptr);
-  EXPECT_EQ(vora_ap_get_tech_level(), 0);
-  EXPECT_EQ(vora_ap_get_vorafication_intensity(), 0.0f);
-  EXPECT_FALSE(vora_ap_get_bypassed());
-  auto payload = flatPayload();
+  auto payload = larkspin_test::flatPayload();
   EXPECT_FALSE(vora_ap_apply_preset_payload(payload.data()));
   EXPECT_FALSE(vora_ap_set_bypassed(true));
   EXPECT_FALSE(vora_ap_set_vorafication_intensity(0.5f));
 }
 
-TEST_F(CInterfaceTest, CreateRefusalsAndDestroyTwice) {
-  EXPECT_EQ(vora_ap_create_control(48000.0f, 0, 1), nullptr);
-  EXPECT_EQ(vora_ap_create(8000.0f, 256, 1), nullptr);
-  EXPECT_EQ(vora_ap_get_tech_level(), 0); // nothing was registered
+struct ModelControl {
+  vora_ap_control* handle;
+  float intensity;
+  bool bypassed;
+};
 
-  vora_ap_control* control = vora_ap_create_control(48000.0f, 256, 1);
-  ASSERT_NE(control, nullptr);
-  EXPECT_EQ(vora_ap_get_tech_level(), 4);
-  EXPECT_STREQ(vora_ap_get_lib_version(), "pex-1.5.0-ne10_neon");
-  EXPECT_TRUE(vora_ap_destroy_control(control));
-  EXPECT_FALSE(vora_ap_destroy_control(control)); // no longer registered
-  EXPECT_EQ(vora_ap_get_lib_version(), nullptr);
+// The global getters answer for the oldest control, or neutrally.
+void expectGettersAgree(const std::vector<ModelControl>& model, int step) {
+  if (model.empty()) {
+    ASSERT_EQ(vora_ap_get_lib_version(), nullptr) << step;
+    ASSERT_EQ(vora_ap_get_tech_level(), 0) << step;
+    ASSERT_EQ(vora_ap_get_vorafication_intensity(), 0.0f) << step;
+    ASSERT_FALSE(vora_ap_get_bypassed()) << step;
+    return;
+  }
+  ASSERT_STREQ(vora_ap_get_lib_version(), "pex-1.5.0-ne10_neon") << step;
+  ASSERT_EQ(vora_ap_get_tech_level(), 4) << step;
+  ASSERT_EQ(vora_ap_get_vorafication_intensity(), model.front().intensity) << step;
+  ASSERT_EQ(vora_ap_get_bypassed(), model.front().bypassed) << step;
 }
 
-TEST_F(CInterfaceTest, GlobalSettersReachEveryControlAndGettersTheOldest) {
-  vora_ap_control* first = create();
-  vora_ap_control* second = create(0);
-  EXPECT_TRUE(vora_ap_set_vorafication_intensity(0.3f));
-  EXPECT_FLOAT_EQ(vora_ap_get_vorafication_intensity(), 0.3f);
-  auto payload = flatPayload(6.0f);
-  EXPECT_TRUE(vora_ap_apply_preset_payload(payload.data()));
-  EXPECT_TRUE(vora_ap_apply_preset_payload(payload.data())); // the same bytes again: not re-applied
-  EXPECT_TRUE(vora_ap_set_bypassed(true));
-
-  // A new control starts like the oldest one.
-  vora_ap_control* third = create();
-  ASSERT_TRUE(vora_ap_destroy_control(first));
-  created.erase(created.begin());
-  EXPECT_TRUE(vora_ap_get_bypassed()); // now answered by `second`
-  vora_ap_destroy_control(second);
-  created.erase(created.begin());
-  EXPECT_TRUE(vora_ap_get_bypassed()); // and now by `third`, which inherited it
-  EXPECT_FLOAT_EQ(vora_ap_get_vorafication_intensity(), 0.3f);
-  EXPECT_TRUE(vora_ap_apply_preset_payload(payload.data())); // `third` already holds it
-
-  EXPECT_TRUE(vora_ap_set_bypassed(false));
-  EXPECT_FALSE(vora_ap_get_bypassed());
-  EXPECT_TRUE(vora_ap_update(third, 96000.0f, 512, 1));
-  EXPECT_EQ(vora_ap_get_processing_latency(third), 384.0f);
+// A few hundred creations already walk every path many times over.
+TEST(CInterfaceTest, RegistryUnderChurnAgreesWithItsModel) {
+  constexpr int kCreations = 400;
+  constexpr size_t kMaximumAlive = 8;
+  std::mt19937 random(20261123);
+  std::vector<ModelControl> model;
+  int created = 0, refused = 0;
+  for (int step = 0; created < kCreations || !model.empty(); ++step) {
+    const size_t alive = model.size();
+    const int action = static_cast<int>(random() % 10);
+    if (created < kCreations && (alive == 0 || (action < 4 && alive < kMaximumAlive))) {
+      // One creation in sixteen asks for no frames: refused, nothing registered.
+      const bool refuse = random() % 16 == 0;
+      const int frames = refuse ? 0 : static_cast<int>(1 + random() % 1024);
+      vora_ap_control* handle = vora_ap_create_control(48000.0f, frames, static_cast<int>(random() % 2));
+      ASSERT_EQ(handle == nullptr, refuse) << step;
+      if (!refuse) {
+        // A new control starts alike the oldest; the first one dry and active.
+        model.push_back(model.empty() ? ModelControl{handle, 0.0f, false}
+                                      : ModelControl{handle, model.front().intensity, model.front().bypassed});
+      }
+      (refuse ? refused : created) += 1;
+    } else if (action < 7 || created >= kCreations) {
+      const auto index = static_cast<std::ptrdiff_t>(random() % alive);
+      vora_ap_control* handle = model[size_t(index)].handle;
+      ASSERT_TRUE(vora_ap_destroy_control(handle)) << step;
+      model.erase(model.begin() + index);
+      ASSERT_FALSE(vora_ap_destroy_control(handle)) << step; // no longer registered
+    } else if (action == 7) {
+      // An update keeps the control's place and settings.
+      vora_ap_control* handle = model[random() % alive].handle;
+      ASSERT_TRUE(vora_ap_update(handle, 48000.0f, static_cast<int>(1 + random() % 1024), 1)) << step;
+      ASSERT_EQ(vora_ap_get_processing_latency(handle), 192.0f) << step;
+    } else if (action == 8) {
+      // Out-of-range values are clamped into [0, 1].
+      const float value = std::uniform_real_distribution<float>(-0.5f, 1.5f)(random);
+      ASSERT_TRUE(vora_ap_set_vorafication_intensity(value)) << step;
+      for (ModelControl& control : model) {
+        control.intensity = std::clamp(value, 0.0f, 1.0f);
+      }
+    } else {
+      const bool flag = random() % 2 != 0;
+      ASSERT_TRUE(vora_ap_set_bypassed(flag)) << step;
+      for (ModelControl& control : model) {
+        control.bypassed = flag;
+      }
+    }
+    ASSERT_NO_FATAL_FAILURE(expectGettersAgree(model, step));
+  }
+  EXPECT_GT(refused, 0);
 }
 
 } // namespace
