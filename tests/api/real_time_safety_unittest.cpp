@@ -49,6 +49,30 @@ extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) {
 
 namespace {
 
+// Runs `blocks` blocks (of up to 1024 frames) of a sine through `control` and
+// reports what this thread allocated and locked meanwhile. The buffers are
+// static, so that the caller may forbid the heap around it.
+struct Counts {
+  bool processed = true;
+  size_t allocations = 0, locks = 0;
+};
+Counts processSine(vora_ap_control* control, int block, int blocks) {
+  static thread_local float left[1024], right[1024];
+  float* buffers[2] = {left, right};
+  Counts counts;
+  const size_t allocationsBefore = larkspin_test::allocationCount();
+  const size_t locksBefore = tLocks;
+  for (int b = 0; b < blocks; ++b) {
+    for (int i = 0; i < block; ++i) {
+      left[i] = right[i] = 0.3f * std::sin(0.05f * float(b * block + i));
+    }
+    counts.processed = vora_ap_process(control, buffers, block) && counts.processed;
+  }
+  counts.allocations = larkspin_test::allocationCount() - allocationsBefore;
+  counts.locks = tLocks - locksBefore;
+  return counts;
+}
+
 class RealTimeSafetyTest : public testing::TestWithParam<std::tuple<int, int, int>> {};
 
 TEST_P(RealTimeSafetyTest, ProcessAllocatesNothingAndTakesNoLock) {
@@ -58,19 +82,10 @@ TEST_P(RealTimeSafetyTest, ProcessAllocatesNothingAndTakesNoLock) {
   auto payload = larkspin_test::flatPayload(6.0f);
   ASSERT_TRUE(vora_ap_apply_preset_payload(payload.data()));
   ASSERT_TRUE(vora_ap_set_vorafication_intensity(1.0f));
-
-  std::vector<float> left(static_cast<size_t>(block)), right(static_cast<size_t>(block));
-  float* buffers[2] = {left.data(), right.data()};
-  const size_t allocationsBefore = larkspin_test::allocationCount();
-  const size_t locksBefore = tLocks;
-  for (int b = 0; b < 40; ++b) {
-    for (int i = 0; i < block; ++i) {
-      left[size_t(i)] = right[size_t(i)] = 0.3f * std::sin(0.05f * float(b * block + i));
-    }
-    ASSERT_TRUE(vora_ap_process(control, buffers, block));
-  }
-  EXPECT_EQ(larkspin_test::allocationCount() - allocationsBefore, 0u);
-  EXPECT_EQ(tLocks - locksBefore, 0u);
+  const Counts counts = processSine(control, block, 40);
+  EXPECT_TRUE(counts.processed);
+  EXPECT_EQ(counts.allocations, 0u);
+  EXPECT_EQ(counts.locks, 0u);
   vora_ap_destroy_control(control);
 }
 
@@ -83,43 +98,30 @@ INSTANTIATE_TEST_SUITE_P(RatesChannelsBlocks, RealTimeSafetyTest,
 TEST(RealTimeSafetyWithControlThreadTest, ProcessAllocatesNothingAndTakesNoLockWhileSettingsChange) {
   vora_ap_control* control = vora_ap_create_control(48000.0f, 256, 1);
   ASSERT_NE(control, nullptr);
-  const larkspin_test::Payload payloads[2] = {larkspin_test::flatPayload(6.0f),
-                                              larkspin_test::flatPayload(-3.0f, 2, 9.0f)};
+  larkspin_test::Payload payloads[2] = {larkspin_test::flatPayload(6.0f), larkspin_test::flatPayload(-3.0f, 2, 9.0f)};
   std::atomic<bool> stop{false};
   std::atomic<int> changes{0};
   std::thread controlThread([&] {
     for (int i = 0; !stop.load(std::memory_order_relaxed); ++i) {
-      auto payload = payloads[i % 2];
-      vora_ap_apply_preset_payload(payload.data());
+      vora_ap_apply_preset_payload(payloads[i % 2].data());
       vora_ap_set_vorafication_intensity(float(i % 10) / 9.0f);
       vora_ap_set_bypassed(i % 7 == 0);
       vora_ap_get_debug_info(control);
       changes.fetch_add(1, std::memory_order_relaxed);
     }
   });
-  while (changes.load(std::memory_order_relaxed) == 0) {
-    std::this_thread::yield();
+  // Enough blocks that the settings change many times while they run.
+  Counts counts;
+  for (int round = 0; round < 20 && (round < 4 || changes.load() < 50); ++round) {
+    const Counts some = processSine(control, 256, 100);
+    counts = {counts.processed && some.processed, counts.allocations + some.allocations, counts.locks + some.locks};
   }
-
-  std::vector<float> left(256), right(256);
-  float* buffers[2] = {left.data(), right.data()};
-  const size_t allocationsBefore = larkspin_test::allocationCount();
-  const size_t locksBefore = tLocks;
-  const int changesBefore = changes.load();
-  bool processed = true;
-  for (int b = 0; b < 400 || changes.load() < changesBefore + 50; ++b) {
-    for (int i = 0; i < 256; ++i) {
-      left[size_t(i)] = right[size_t(i)] = 0.3f * std::sin(0.05f * float(b * 256 + i));
-    }
-    processed = vora_ap_process(control, buffers, 256) && processed;
-  }
-  const size_t allocations = larkspin_test::allocationCount() - allocationsBefore;
-  const size_t locks = tLocks - locksBefore;
   stop.store(true);
   controlThread.join();
-  EXPECT_TRUE(processed);
-  EXPECT_EQ(allocations, 0u);
-  EXPECT_EQ(locks, 0u);
+  EXPECT_TRUE(counts.processed);
+  EXPECT_EQ(counts.allocations, 0u);
+  EXPECT_EQ(counts.locks, 0u);
+  EXPECT_GE(changes.load(), 50);
   vora_ap_destroy_control(control);
 }
 
@@ -164,9 +166,7 @@ TEST(SystemCallTest, ProcessMakesNoSystemCallButTheClock) {
     auto payload = larkspin_test::flatPayload(6.0f);
     vora_ap_apply_preset_payload(payload.data());
     vora_ap_set_vorafication_intensity(1.0f);
-    static float left[256], right[256];
-    float* buffers[2] = {left, right};
-    vora_ap_process(control, buffers, 256); // warm up outside the filter
+    processSine(control, 256, 1); // warm up outside the filter
 
     sock_filter allowOnlyClockAndExit[] = {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, arch)),
@@ -183,14 +183,7 @@ TEST(SystemCallTest, ProcessMakesNoSystemCallButTheClock) {
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
       syscall(SYS_exit_group, 3);
     }
-    bool ok = true;
-    for (int block = 0; block < 400; ++block) {
-      for (int i = 0; i < 256; ++i) {
-        left[i] = right[i] = 0.3f * std::sin(0.05f * float(block * 256 + i));
-      }
-      ok = vora_ap_process(control, buffers, 256) && ok;
-    }
-    syscall(SYS_exit_group, ok ? 0 : 2);
+    syscall(SYS_exit_group, processSine(control, 256, 400).processed ? 0 : 2);
   }
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
