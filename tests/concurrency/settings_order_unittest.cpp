@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <thread>
@@ -88,16 +89,9 @@ TEST_F(SettingsOrderTest, AudioThreadSeesWholePresetsInTheOrderMade) {
     int frames = 1;
     while (!done.load(std::memory_order_acquire)) {
       render(frames);
-      frames = frames % kMaxFrames + 37;
-      if (frames > kMaxFrames) {
-        frames -= kMaxFrames;
-      }
-      int preset = -1;
-      for (size_t k = 0; k < records.size(); ++k) {
-        if (node_->engine().parameters() == records[k]) {
-          preset = static_cast<int>(k);
-        }
-      }
+      frames = 1 + (frames + 36) % kMaxFrames;
+      const auto found = std::find(records.begin(), records.end(), node_->engine().parameters());
+      const int preset = found == records.end() ? -1 : static_cast<int>(found - records.begin());
       const float mix = node_->liveSettings().mix;
       const int mixIndex = static_cast<int>(std::lround(mix * float(kChanges + 1)));
       seen.emplace_back(preset, mixOf(mixIndex) == mix ? mixIndex : -1);
