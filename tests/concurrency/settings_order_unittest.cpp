@@ -77,11 +77,25 @@ protected:
   std::vector<float> right_ = std::vector<float>(kMaxFrames, -0.1f);
 };
 
-TEST_F(SettingsOrderTest, AudioThreadSeesWholePresetsInTheOrderMade) {
+TEST_F(SettingsOrderTest, ChangesArriveWholeInOrderAndTheNewestWins) {
   const std::vector<VorafierParameters> records = referenceRecords();
+  // Between two blocks, far more changes than any queue of single changes
+  // would hold: all are accepted, and the newest wins.
+  for (int k = 0; k <= kChanges; ++k) {
+    change(k);
+    for (int i = 0; i < 100; ++i) {
+      ASSERT_TRUE(graph_.setNodeParameterValue(id_, ParameterIdentifier::vorafier_mix_ratio, mixOf(i), 0, 0));
+    }
+  }
+  change(7);
+  render(kMaxFrames);
+  EXPECT_TRUE(node_->engine().parameters() == records[7]);
+  EXPECT_EQ(node_->liveSettings().mix, mixOf(7));
+
+  // With an audio thread running, every block sees whole presets and mixes,
+  // in the order made, and the last of them.
   change(0);
   render(1);
-
   std::atomic<bool> done{false};
   std::atomic<int> rendered{0};
   std::vector<std::pair<int, int>> seen; // (preset, mix) per block, audio thread only
@@ -128,21 +142,6 @@ TEST_F(SettingsOrderTest, AudioThreadSeesWholePresetsInTheOrderMade) {
     previous = {preset, mix};
   }
   EXPECT_EQ(previous, std::make_pair(kChanges, kChanges));
-}
-
-TEST_F(SettingsOrderTest, ChangesPilingUpBetweenBlocksAreAllAcceptedAndTheNewestWins) {
-  const std::vector<VorafierParameters> records = referenceRecords();
-  // Far more changes than any queue of single changes would hold.
-  for (int k = 0; k <= kChanges; ++k) {
-    change(k);
-    for (int i = 0; i < 100; ++i) {
-      ASSERT_TRUE(graph_.setNodeParameterValue(id_, ParameterIdentifier::vorafier_mix_ratio, mixOf(i), 0, 0));
-    }
-  }
-  change(7);
-  render(kMaxFrames);
-  EXPECT_TRUE(node_->engine().parameters() == records[7]);
-  EXPECT_EQ(node_->liveSettings().mix, mixOf(7));
 }
 
 } // namespace
