@@ -5,41 +5,27 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
-#include <map>
-#include <memory>
 
 namespace {
 
-// Responses of independently designed Butterworth filters (scipy, see
-// make_band_reference.py) at the FFT bins of 44.1, 48, 96 and 192 kHz.
-TEST(PresetBandsTest, ResponseMatchesTheReferenceDesignAndTheEngineTables) {
-  std::ifstream file(LARKSPIN_TEST_DATA_DIR "/band_weights.txt");
-  ASSERT_TRUE(file) << "reference file missing";
-  std::map<int, std::unique_ptr<vora::BandBank>> banks;
-  int rate, size, band, bin;
-  double referenceDb;
-  int compared = 0;
-  while (file >> rate >> size >> band >> bin >> referenceDb) {
-    const float sampleRate = static_cast<float>(rate);
-    auto& bank = banks[rate];
-    if (!bank) {
-      vora_band_info bands[VORA_BAND_COUNT];
-      ASSERT_EQ(vora_preset_band_layout(sampleRate, bands), size) << rate;
-      bank = std::make_unique<vora::BandBank>();
-      bank->build(sampleRate, static_cast<uint32_t>(size), -144.5f);
-    }
-    const double responseDb = vora_preset_band_response_db(sampleRate, band, bin * static_cast<double>(rate) / size);
-    const float tableWeight = bank->weights[band][bin];
-    EXPECT_NEAR(static_cast<float>(std::pow(10.0, responseDb / 10.0)), tableWeight, 1e-6f * tableWeight)
-        << rate << " Hz, band " << band << ", bin " << bin;
-    if (referenceDb > -120.0) {
-      EXPECT_NEAR(responseDb, referenceDb, 0.01) << rate << " Hz, band " << band << ", bin " << bin;
-      ++compared;
+// The public response is the engine's own band table at every bin of the
+// common rates (the engine's tables answer to an independent design in the
+// engine's tests).
+TEST(PresetBandsTest, ResponseIsTheEngineTableAtEveryBin) {
+  for (float rate : {44100.0f, 48000.0f, 96000.0f, 192000.0f}) {
+    vora_band_info bands[VORA_BAND_COUNT];
+    const int size = vora_preset_band_layout(rate, bands);
+    vora::BandBank bank;
+    bank.build(rate, static_cast<uint32_t>(size), -144.5f);
+    for (int band = 0; band < VORA_BAND_COUNT; ++band) {
+      for (int bin = 1; bin < size / 2; ++bin) {
+        const double responseDb = vora_preset_band_response_db(rate, band, bin * static_cast<double>(rate) / size);
+        const float weight = bank.weights[band][bin];
+        EXPECT_NEAR(std::pow(10.0, responseDb / 10.0), weight, 1e-6 * weight + 1e-30)
+            << rate << " Hz, band " << band << ", bin " << bin;
+      }
     }
   }
-  EXPECT_EQ(banks.size(), 4u);
-  EXPECT_GT(compared, 3000);
 }
 
 TEST(PresetBandsTest, LayoutTilesTheSpectrumAtEveryAcceptedRate) {

@@ -21,31 +21,38 @@ float& fieldOf(vora_preset& preset, int band, int channel, vora_preset_field fie
   return *vora_preset_value(&preset, band, channel, field);
 }
 
-bool isBandField(int field) {
-  return field >= VORA_PRESET_SLOW_THRESHOLD_DB;
+// Each field's allowed range, inclusive.
+constexpr float kRange[VORA_PRESET_FIELD_COUNT][2] = {{VORA_PRESET_GAIN_DB_MIN, VORA_PRESET_GAIN_DB_MAX},
+                                                      {-256.0f, 0.0f},
+                                                      {0.0f, 1.0f},
+                                                      {-256.0f, 0.0f},
+                                                      {0.0f, 1.0f},
+                                                      {0.0f, 255.0f},
+                                                      {0.0f, 255.0f}};
+
+// Every value of a preset, in the order issues are reported: band, channel
+// (the per-band slow fields as channel -1, after both channels), field.
+struct Place {
+  int band, channel;
+  vora_preset_field field;
+};
+std::vector<Place> everyPlace() {
+  std::vector<Place> places;
+  for (int band = 0; band < VORA_PRESET_BAND_COUNT; ++band) {
+    for (int channel : {0, 1, -1}) {
+      for (int f = 0; f < VORA_PRESET_FIELD_COUNT; ++f) {
+        if ((f >= VORA_PRESET_SLOW_THRESHOLD_DB) == (channel < 0)) {
+          places.push_back({band, channel, static_cast<vora_preset_field>(f)});
+        }
+      }
+    }
+  }
+  return places;
 }
 
 vora_preset defaultPreset() {
   vora_preset preset;
   EXPECT_TRUE(vora_preset_default(&preset));
-  return preset;
-}
-
-// Unquantised values anywhere in the allowed ranges.
-vora_preset randomPreset(std::mt19937& random) {
-  std::uniform_real_distribution<float> unit(0.0f, 1.0f);
-  vora_preset preset;
-  for (vora_preset_band& band : preset.bands) {
-    for (vora_preset_channel& channel : band.channels) {
-      channel.gainDb = VORA_PRESET_GAIN_DB_MIN + (VORA_PRESET_GAIN_DB_MAX - VORA_PRESET_GAIN_DB_MIN) * unit(random);
-      channel.fastThresholdDb = -256.0f * unit(random);
-      channel.fastRatio = unit(random);
-    }
-    band.slowThresholdDb = -256.0f * unit(random);
-    band.slowFactor = unit(random);
-    band.slowDelayMs = 255.0f * unit(random);
-    band.slowTimeConstantMs = 255.0f * unit(random);
-  }
   return preset;
 }
 
@@ -73,8 +80,12 @@ std::string format(const vora_preset_issue& issue) {
 TEST(PresetTest, RandomPresetsSurviveEncodingUpToQuantisation) {
   std::mt19937 random(1301);
   const double halfStep[VORA_PRESET_FIELD_COUNT] = {0.0, 0.5 / 128, 0.5 / 255, 0.5 / 128, 0.5 / 255, 0.5, 0.5};
+  std::uniform_real_distribution<float> unit(0.0f, 1.0f);
   for (int round = 0; round < 50; ++round) {
-    vora_preset wanted = randomPreset(random);
+    vora_preset wanted; // unquantised values anywhere in the allowed ranges
+    for (const auto& [band, channel, field] : everyPlace()) {
+      fieldOf(wanted, band, channel, field) = kRange[field][0] + (kRange[field][1] - kRange[field][0]) * unit(random);
+    }
     Payload payload{};
     int refused = -1;
     const std::vector<vora_preset_issue> issues = check(wanted, &refused);
@@ -84,31 +95,23 @@ TEST(PresetTest, RandomPresetsSurviveEncodingUpToQuantisation) {
     ASSERT_TRUE(vora_preset_decode(payload.data(), &stored));
 
     size_t next = 0;
-    for (int band = 0; band < VORA_PRESET_BAND_COUNT; ++band) {
-      for (int channel : {0, 1, -1}) {
-        for (int f = 0; f < VORA_PRESET_FIELD_COUNT; ++f) {
-          if (isBandField(f) != (channel < 0)) {
-            continue;
-          }
-          const auto field = static_cast<vora_preset_field>(f);
-          const float value = fieldOf(wanted, band, channel, field);
-          const float kept = fieldOf(stored, band, channel, field);
-          if (field == VORA_PRESET_GAIN_DB) {
-            const auto linear = [](float db) { return std::pow(10.0, db / 20.0) * 128.0; };
-            EXPECT_LE(std::fabs(linear(kept) - linear(value)), 0.5 + 1e-3) << band << " " << channel;
-          } else {
-            EXPECT_LE(std::fabs(kept - value), halfStep[f] + 1e-4) << band << " " << channel << " " << f;
-          }
-          if (next < issues.size() && issues[next].band == band && issues[next].channel == channel &&
-              issues[next].field == field) {
-            EXPECT_EQ(issues[next].kind, VORA_PRESET_ROUNDED);
-            EXPECT_EQ(issues[next].value, value);
-            EXPECT_EQ(issues[next].stored, kept);
-            ++next;
-          } else {
-            EXPECT_NEAR(kept, value, 1e-5f * std::max(1.0f, std::fabs(value))) << "unreported change";
-          }
-        }
+    for (const auto& [band, channel, field] : everyPlace()) {
+      const float value = fieldOf(wanted, band, channel, field);
+      const float kept = fieldOf(stored, band, channel, field);
+      if (field == VORA_PRESET_GAIN_DB) {
+        const auto linear = [](float db) { return std::pow(10.0, db / 20.0) * 128.0; };
+        EXPECT_LE(std::fabs(linear(kept) - linear(value)), 0.5 + 1e-3) << band << " " << channel;
+      } else {
+        EXPECT_LE(std::fabs(kept - value), halfStep[field] + 1e-4) << band << " " << channel << " " << field;
+      }
+      const vora_preset_issue* issue = next < issues.size() ? &issues[next] : nullptr;
+      if (issue != nullptr && issue->band == band && issue->channel == channel && issue->field == field) {
+        EXPECT_EQ(issue->kind, VORA_PRESET_ROUNDED);
+        EXPECT_EQ(issue->value, value);
+        EXPECT_EQ(issue->stored, kept);
+        ++next;
+      } else {
+        EXPECT_NEAR(kept, value, 1e-5f * std::max(1.0f, std::fabs(value))) << "unreported change";
       }
     }
     EXPECT_EQ(next, issues.size()) << "issues out of order";
@@ -130,47 +133,36 @@ TEST(PresetTest, RandomPresetsSurviveEncodingUpToQuantisation) {
 // Each field, just outside either end of its range and not finite, at a
 // band and channel that differ from field to field.
 TEST(PresetTest, EveryRefusedValueIsReportedWhereItIs) {
-  struct Case {
-    vora_preset_field field;
-    float minimum, maximum;
-  };
-  const Case cases[] = {
-      {VORA_PRESET_GAIN_DB, VORA_PRESET_GAIN_DB_MIN, VORA_PRESET_GAIN_DB_MAX},
-      {VORA_PRESET_FAST_THRESHOLD_DB, -256.0f, 0.0f},
-      {VORA_PRESET_FAST_RATIO, 0.0f, 1.0f},
-      {VORA_PRESET_SLOW_THRESHOLD_DB, -256.0f, 0.0f},
-      {VORA_PRESET_SLOW_FACTOR, 0.0f, 1.0f},
-      {VORA_PRESET_SLOW_DELAY_MS, 0.0f, 255.0f},
-      {VORA_PRESET_SLOW_TIME_CONSTANT_MS, 0.0f, 255.0f},
-  };
   const float inf = INFINITY;
-  for (const Case& c : cases) {
-    const int band = (3 * c.field + 1) % VORA_PRESET_BAND_COUNT;
-    const int channel = isBandField(c.field) ? -1 : c.field % 2;
-    for (float bad : {std::nextafter(c.minimum, -inf), std::nextafter(c.maximum, inf), -inf, inf, NAN}) {
+  for (int f = 0; f < VORA_PRESET_FIELD_COUNT; ++f) {
+    const auto field = static_cast<vora_preset_field>(f);
+    const float minimum = kRange[f][0], maximum = kRange[f][1];
+    const int band = (3 * f + 1) % VORA_PRESET_BAND_COUNT;
+    const int channel = f >= VORA_PRESET_SLOW_THRESHOLD_DB ? -1 : f % 2;
+    for (float bad : {std::nextafter(minimum, -inf), std::nextafter(maximum, inf), -inf, inf, NAN}) {
       vora_preset preset = defaultPreset();
-      fieldOf(preset, band, channel, c.field) = bad;
+      fieldOf(preset, band, channel, field) = bad;
       int refused = -1;
       const std::vector<vora_preset_issue> issues = check(preset, &refused);
-      ASSERT_EQ(refused, 1) << c.field << " " << bad;
+      ASSERT_EQ(refused, 1) << field << " " << bad;
       ASSERT_EQ(issues.size(), 1u);
       const vora_preset_issue& issue = issues[0];
       // The text names the place, the field and the range.
-      const vora_preset_issue expected{VORA_PRESET_REFUSED, band, channel, c.field, bad, c.minimum, c.maximum, NAN};
+      const vora_preset_issue expected{VORA_PRESET_REFUSED, band, channel, field, bad, minimum, maximum, NAN};
       EXPECT_EQ(format(issue), format(expected));
       EXPECT_EQ(issue.kind, VORA_PRESET_REFUSED);
       EXPECT_TRUE(std::isnan(bad) ? std::isnan(issue.value) : issue.value == bad);
       EXPECT_TRUE(std::isnan(issue.stored));
     }
     // Both ends of the range are accepted and stay in range: nothing wraps.
-    for (float edge : {c.minimum, c.maximum}) {
+    for (float edge : {minimum, maximum}) {
       vora_preset preset = defaultPreset();
-      fieldOf(preset, band, channel, c.field) = edge;
+      fieldOf(preset, band, channel, field) = edge;
       Payload payload{};
-      ASSERT_EQ(vora_preset_encode(&preset, payload.data(), nullptr, 0, nullptr), 0) << c.field << " " << edge;
+      ASSERT_EQ(vora_preset_encode(&preset, payload.data(), nullptr, 0, nullptr), 0) << field << " " << edge;
       vora_preset_decode(payload.data(), &preset);
-      const float kept = fieldOf(preset, band, channel, c.field);
-      EXPECT_TRUE(kept >= c.minimum && kept <= c.maximum) << c.field << " " << edge << " stored as " << kept;
+      const float kept = fieldOf(preset, band, channel, field);
+      EXPECT_TRUE(kept >= minimum && kept <= maximum) << field << " " << edge << " stored as " << kept;
     }
   }
 }
