@@ -110,9 +110,3 @@ TEST(CInterfaceTest, RegistryUnderChurnAgreesWithItsModel) {
 }
 
 } // namespace
-
-extern "C" int larkspin_c_header_check(void);
-
-TEST(CHeaderTest, CompilesAsC99AndRuns) {
-  EXPECT_EQ(larkspin_c_header_check(), 1);
-}
