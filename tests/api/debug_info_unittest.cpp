@@ -20,20 +20,6 @@ constexpr const char* kWarning = "Processing is likely taking too long for real-
                                  "Please check your audio stack configuration.\n"
                                  "You might be at the limit of your device's processing power.\n";
 
-TEST(DebugInfoTest, FiguresOfABlock) {
-  const vora_ap_debug_info info = makeDebugInfo(false, true, 1500us, 480, 48000.0, 512);
-  EXPECT_EQ(info.processingBufferDurationMs, 10.0); // exactly
-  EXPECT_EQ(info.timeSpentProcessingMs, 1.5);
-  EXPECT_FALSE(info.processingSuccess);
-  EXPECT_TRUE(info.processingBypassed);
-  EXPECT_EQ(info.maximumNumberFrames, 512.0);
-  EXPECT_EQ(info.processedNumberFrames, 480.0);
-  const unsigned char* bytes = reinterpret_cast<const unsigned char*>(&info);
-  for (int i = 2; i < 8; ++i) {
-    EXPECT_EQ(bytes[i], 0) << i; // padding is part of the interface
-  }
-}
-
 TEST(DebugInfoTest, ReportLinesAndWarningAboveHalfTheBlock) {
   const std::string expected = "*** vora audio processing debug info:\n"
                                "processing success: true\n"
@@ -43,7 +29,12 @@ TEST(DebugInfoTest, ReportLinesAndWarningAboveHalfTheBlock) {
                                "processing sample rate: 48000\n"
                                "maximum number frames: 512\n"
                                "processed number frames: 480\n";
-  EXPECT_EQ(print(makeDebugInfo(true, false, 5ms, 480, 48000.0, 512)), expected); // exactly half: no warning
+  const vora_ap_debug_info info = makeDebugInfo(true, false, 5ms, 480, 48000.0, 512);
+  EXPECT_EQ(print(info), expected); // exactly half: no warning
+  for (int i = 2; i < 8; ++i) {
+    EXPECT_EQ(reinterpret_cast<const unsigned char*>(&info)[i], 0) << i; // padding is part of the interface
+  }
+  EXPECT_TRUE(makeDebugInfo(false, true, 1500us, 480, 48000.0, 512).processingBypassed);
   EXPECT_EQ(print(makeDebugInfo(true, false, 5001us, 480, 48000.0, 512)),
             std::string(expected).replace(expected.find("5\n"), 2, "5.001\n") + kWarning);
 

@@ -82,9 +82,13 @@ TEST(PresetTest, RandomPresetsSurviveEncodingUpToQuantisation) {
   const double halfStep[VORA_PRESET_FIELD_COUNT] = {0.0, 0.5 / 128, 0.5 / 255, 0.5 / 128, 0.5 / 255, 0.5, 0.5};
   std::uniform_real_distribution<float> unit(0.0f, 1.0f);
   for (int round = 0; round < 50; ++round) {
-    vora_preset wanted; // unquantised values anywhere in the allowed ranges
+    // Unquantised values anywhere in the allowed ranges, now and then at an
+    // end, which must not wrap round.
+    vora_preset wanted;
     for (const auto& [band, channel, field] : everyPlace()) {
-      fieldOf(wanted, band, channel, field) = kRange[field][0] + (kRange[field][1] - kRange[field][0]) * unit(random);
+      const float* range = kRange[field];
+      fieldOf(wanted, band, channel, field) =
+          random() % 8 == 0 ? range[random() % 2] : range[0] + (range[1] - range[0]) * unit(random);
     }
     Payload payload{};
     int refused = -1;
@@ -153,16 +157,6 @@ TEST(PresetTest, EveryRefusedValueIsReportedWhereItIs) {
       EXPECT_EQ(issue.kind, VORA_PRESET_REFUSED);
       EXPECT_TRUE(std::isnan(bad) ? std::isnan(issue.value) : issue.value == bad);
       EXPECT_TRUE(std::isnan(issue.stored));
-    }
-    // Both ends of the range are accepted and stay in range: nothing wraps.
-    for (float edge : {minimum, maximum}) {
-      vora_preset preset = defaultPreset();
-      fieldOf(preset, band, channel, field) = edge;
-      Payload payload{};
-      ASSERT_EQ(vora_preset_encode(&preset, payload.data(), nullptr, 0, nullptr), 0) << field << " " << edge;
-      vora_preset_decode(payload.data(), &preset);
-      const float kept = fieldOf(preset, band, channel, field);
-      EXPECT_TRUE(kept >= minimum && kept <= maximum) << field << " " << edge << " stored as " << kept;
     }
   }
 }
