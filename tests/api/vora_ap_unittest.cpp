@@ -57,9 +57,9 @@ void expectGettersAgree(const std::vector<ModelControl>& model, int step) {
   ASSERT_EQ(vora_ap_get_bypassed(), model.front().bypassed) << step;
 }
 
-// A few hundred creations already walk every path many times over.
+// Two hundred creations already walk every path many times over.
 TEST(CInterfaceTest, RegistryUnderChurnAgreesWithItsModel) {
-  constexpr int kCreations = 400;
+  constexpr int kCreations = 200;
   constexpr size_t kMaximumAlive = 8;
   std::mt19937 random(20261123);
   std::vector<ModelControl> model;
