@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sndfile.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -54,7 +55,7 @@ protected:
     return text.str();
   }
 
-  void write(const std::string& name, const Audio& audio, int format) const {
+  void write(const std::string& name, const Audio& audio, int format = SF_FORMAT_WAV | SF_FORMAT_FLOAT) const {
     SF_INFO info{};
     info.samplerate = audio.rate;
     info.channels = static_cast<int>(audio.channels.size());
@@ -89,6 +90,25 @@ protected:
       audio.channels[i % audio.channels.size()].push_back(interleaved[i]);
     }
     return audio;
+  }
+
+  // A refusal: the given exit status, one line on standard error that names
+  // the problem, nothing on standard output, and no output file made.
+  void expectRefusal(const std::string& arguments, const std::string& message, const std::string& mustNotExist = "",
+                     int status = 1, const std::string& stdoutTo = "") const {
+    if (!mustNotExist.empty()) {
+      std::filesystem::remove(path(mustNotExist)); // left by an earlier run; a refusal must not make it
+    }
+    const ToolRun result = run(arguments, stdoutTo);
+    SCOPED_TRACE(arguments + "\n" + result.err);
+    EXPECT_EQ(result.status, status);
+    EXPECT_EQ(result.err.rfind("larkspin: error: ", 0), 0u);
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1);
+    EXPECT_NE(result.err.find(message), std::string::npos);
+    EXPECT_EQ(result.out, "");
+    if (!mustNotExist.empty()) {
+      EXPECT_FALSE(std::filesystem::exists(path(mustNotExist)));
+    }
   }
 
   // Noise on a 16-bit grid, so that both integer and float files hold it
