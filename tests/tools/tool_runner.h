@@ -3,7 +3,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sndfile.h>
+#include <sndfile.hh>
 
 #include <algorithm>
 #include <filesystem>
@@ -56,36 +56,27 @@ protected:
   }
 
   void write(const std::string& name, const Audio& audio, int format = SF_FORMAT_WAV | SF_FORMAT_FLOAT) const {
-    SF_INFO info{};
-    info.samplerate = audio.rate;
-    info.channels = static_cast<int>(audio.channels.size());
-    info.format = format;
-    SNDFILE* file = sf_open(path(name).c_str(), SFM_WRITE, &info);
-    ASSERT_NE(file, nullptr) << sf_strerror(nullptr);
+    SndfileHandle file(path(name), SFM_WRITE, format, static_cast<int>(audio.channels.size()), audio.rate);
+    ASSERT_EQ(file.error(), 0) << file.strError();
     std::vector<float> interleaved;
     for (size_t i = 0; i < audio.channels[0].size(); ++i) {
       for (const auto& channel : audio.channels) {
         interleaved.push_back(channel[i]);
       }
     }
-    sf_writef_float(file, interleaved.data(), static_cast<sf_count_t>(audio.channels[0].size()));
-    sf_close(file);
+    file.writef(interleaved.data(), static_cast<sf_count_t>(audio.channels[0].size()));
   }
 
+  // The file's samples and rate; its format goes to `format` when given.
   Audio read(const std::string& name, int* format = nullptr) const {
-    SF_INFO info{};
-    SNDFILE* file = sf_open(path(name).c_str(), SFM_READ, &info);
-    EXPECT_NE(file, nullptr) << name;
-    if (file == nullptr) {
-      return {};
-    }
-    std::vector<float> interleaved(static_cast<size_t>(info.frames * info.channels));
-    sf_readf_float(file, interleaved.data(), info.frames);
-    sf_close(file);
+    SndfileHandle file(path(name));
+    EXPECT_EQ(file.error(), 0) << name;
+    std::vector<float> interleaved(static_cast<size_t>(file.frames() * file.channels()));
+    file.readf(interleaved.data(), file.frames());
     if (format != nullptr) {
-      *format = info.format;
+      *format = file.format();
     }
-    Audio audio{info.samplerate, std::vector<std::vector<float>>(static_cast<size_t>(info.channels))};
+    Audio audio{file.samplerate(), std::vector<std::vector<float>>(static_cast<size_t>(file.channels()))};
     for (size_t i = 0; i < interleaved.size(); ++i) {
       audio.channels[i % audio.channels.size()].push_back(interleaved[i]);
     }
