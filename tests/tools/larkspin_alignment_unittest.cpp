@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <iterator>
 
@@ -84,12 +85,15 @@ TEST_F(AlignmentTest, OutputDoesNotDependOnTheBlockLengthAndMixesFromTheStart) {
       const Audio in = read("in/" + name), wet = read("wet" + std::to_string(block) + "/" + name),
                   mix = read("mix" + std::to_string(block) + "/" + name);
       EXPECT_EQ(wet.channels, read("wet1/" + name).channels);
+      ASSERT_EQ(mix.channels.size(), in.channels.size());
+      float worst = 0.0f;
       for (size_t ch = 0; ch < in.channels.size(); ++ch) {
         for (size_t i = 0; i < in.channels[ch].size(); ++i) {
           const float expected = 0.25f * wet.channels[ch][i] + 0.75f * in.channels[ch][i];
-          ASSERT_NEAR(mix.channels[ch][i], expected, 2e-6f) << "at " << i;
+          worst = std::max(worst, std::fabs(mix.channels[ch][i] - expected));
         }
       }
+      EXPECT_LE(worst, 2e-6f);
     }
   }
 }
