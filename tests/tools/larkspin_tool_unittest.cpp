@@ -52,10 +52,9 @@ TEST_F(ToolTest, ProcessKeepsLengthAndAlignsWithTheLibrary) {
   ASSERT_EQ(vora_preset_encode(&preset, payload, nullptr, 0, nullptr), 0);
   std::ofstream(path("preset.bin"), std::ios::binary).write(reinterpret_cast<const char*>(payload), sizeof payload);
 
-  const ToolRun result =
-      run("process " + path("stereo.wav") + " " + path("out.wav") + " --preset " + path("preset.bin") + " --align");
-  ASSERT_EQ(result.status, 0) << result.err;
-  EXPECT_NE(result.out.find("latency:       192 frames"), std::string::npos) << result.out;
+  const std::string summary =
+      succeed("process " + path("stereo.wav") + " " + path("out.wav") + " --preset " + path("preset.bin") + " --align");
+  EXPECT_NE(summary.find("latency:       192 frames"), std::string::npos) << summary;
   const Audio out = read("out.wav");
   ASSERT_EQ(out.channels.size(), 2u);
   ASSERT_EQ(out.channels[0].size(), in.channels[0].size());
@@ -76,24 +75,22 @@ bool samePreset(const vora_preset& a, const vora_preset& b) {
 // The preset commands reach the library: the default is the library's,
 // --set changes exactly the named values, and encode and decode are inverse.
 TEST_F(ToolTest, StartingPointsOverridesAndPresetFiles) {
-  const ToolRun shown = run("preset default");
-  ASSERT_EQ(shown.status, 0) << shown.err;
+  const std::string shown = succeed("preset default");
   vora_preset expected;
   vora_preset_default(&expected);
-  EXPECT_TRUE(samePreset(presetOf(shown.out), expected));
+  EXPECT_TRUE(samePreset(presetOf(shown), expected));
 
-  const ToolRun set =
-      run("preset default --set band3.gainDb=4 --set all.ch1.fastRatio=0.25 --set band12.slowDelayMs=7");
-  ASSERT_EQ(set.status, 0) << set.err;
+  const std::string set =
+      succeed("preset default --set band3.gainDb=4 --set all.ch1.fastRatio=0.25 --set band12.slowDelayMs=7");
   expected.bands[3].channels[0].gainDb = expected.bands[3].channels[1].gainDb = 4.0f;
   for (auto& band : expected.bands) {
     band.channels[1].fastRatio = 0.25f;
   }
   expected.bands[12].slowDelayMs = 7.0f;
-  EXPECT_TRUE(samePreset(presetOf(set.out), expected));
-  std::ofstream(path("set.json")) << set.out;
-  ASSERT_EQ(run("preset encode " + path("set.json") + " " + path("set.bin")).status, 0);
-  const larkspin_json::Payload payload = larkspin_json::parse(set.out, "set").payload;
+  EXPECT_TRUE(samePreset(presetOf(set), expected));
+  std::ofstream(path("set.json")) << set;
+  succeed("preset encode " + path("set.json") + " " + path("set.bin"));
+  const larkspin_json::Payload payload = larkspin_json::parse(set, "set").payload;
   EXPECT_TRUE(slurp(path("set.bin")) == std::string(payload.begin(), payload.end()));
   EXPECT_TRUE(larkspin_json::parse(run("preset decode " + path("set.bin")).out, "decoded").payload == payload);
 
@@ -189,16 +186,13 @@ TEST_F(ToolTest, PicturesAreReadable) {
 
   // The spectrum report says what it shows, and that silence is silence.
   write("quiet.wav", {48000, {std::vector<float>(48000, 0.0f)}});
-  const ToolRun silent =
-      run("process " + path("quiet.wav") + " " + path("out.wav") + " --intensity 0.5 --report " + path("report.svg"));
-  ASSERT_EQ(silent.status, 0) << silent.err;
+  succeed("process " + path("quiet.wav") + " " + path("out.wav") + " --intensity 0.5 --report " + path("report.svg"));
   const std::string report = slurp(path("report.svg"));
   EXPECT_TRUE(wellFormed(report));
   EXPECT_TRUE(contains(report, "quiet.wav, preset the default preset, intensity 0.50")) << report;
   EXPECT_TRUE(contains(report, "input (silent)") && contains(report, "output (silent)"));
 
-  const ToolRun demo = run("demo " + path("demo"));
-  ASSERT_EQ(demo.status, 0) << demo.err;
+  succeed("demo " + path("demo"));
   for (const char* file : {"input.wav", "output.wav", "report.svg", "bands.svg", "curves.svg", "gains.svg"}) {
     EXPECT_TRUE(fs::exists(path(std::string("demo/") + file))) << file;
   }
@@ -215,10 +209,8 @@ TEST_F(ToolTest, GainMapShowsTheDynamics) {
         static_cast<float>(kAmplitude * std::sin(2.0 * std::numbers::pi * kToneHz * static_cast<double>(i) / 48000));
   }
   write("tone.wav", {48000, {tone, tone}});
-  const ToolRun result =
-      run("process " + path("tone.wav") + " " + path("out.wav") + " --preset " + LARKSPIN_SOURCE_DIR +
+  succeed("process " + path("tone.wav") + " " + path("out.wav") + " --preset " + LARKSPIN_SOURCE_DIR +
           "/presets/neutral.json --set all.fastRatio=0.5 --set all.fastThresholdDb=-20 --gains " + path("gains.svg"));
-  ASSERT_EQ(result.status, 0) << result.err;
   const std::string map = slurp(path("gains.svg"));
   ASSERT_TRUE(wellFormed(map));
   EXPECT_TRUE(contains(map, "Band gains over time: tone.wav") && contains(map, "Input level"));

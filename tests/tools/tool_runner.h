@@ -48,6 +48,13 @@ protected:
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, stdoutTo.empty() ? slurp(out) : "", slurp(err)};
   }
 
+  // Runs a command that must succeed; returns its standard output.
+  std::string succeed(const std::string& arguments) const {
+    const ToolRun result = run(arguments);
+    EXPECT_EQ(result.status, 0) << arguments << "\n" << result.err;
+    return result.out;
+  }
+
   static std::string slurp(const std::string& file) {
     std::ifstream in(file, std::ios::binary);
     std::stringstream text;
