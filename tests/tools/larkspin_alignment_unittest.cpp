@@ -80,7 +80,7 @@ TEST_F(AlignmentTest, OutputDoesNotDependOnTheBlockLengthAndMixesFromTheStart) {
     const std::string common = " --align --quiet -j 2 --block " + std::to_string(block) + " --out-dir " + path("");
     ASSERT_EQ(run("process " + inputs + common + "wet" + std::to_string(block)).status, 0);
     ASSERT_EQ(run("process " + inputs + " --intensity 0.25" + common + "mix" + std::to_string(block)).status, 0);
-    for (const std::string name : {"44100.wav", "96000.wav"}) {
+    for (const std::string& name : std::vector<std::string>{"44100.wav", "96000.wav"}) {
       SCOPED_TRACE(name + ", block " + std::to_string(block));
       const Audio in = read("in/" + name), wet = read("wet" + std::to_string(block) + "/" + name),
                   mix = read("mix" + std::to_string(block) + "/" + name);
