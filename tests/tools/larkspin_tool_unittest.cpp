@@ -9,7 +9,6 @@
 #include <cmath>
 #include <cstring>
 #include <map>
-#include <numbers>
 #include <set>
 
 namespace larkspin_test {
@@ -203,11 +202,7 @@ TEST_F(ToolTest, PicturesAreReadable) {
 // tone in band 8, 2:1 above -20 dB, the compressor's gain, and 0 dB elsewhere.
 TEST_F(ToolTest, GainMapShowsTheDynamics) {
   constexpr double kAmplitude = 0.3, kToneHz = 2812.5;
-  std::vector<float> tone(48000);
-  for (size_t i = 0; i < tone.size(); ++i) {
-    tone[i] =
-        static_cast<float>(kAmplitude * std::sin(2.0 * std::numbers::pi * kToneHz * static_cast<double>(i) / 48000));
-  }
+  const std::vector<float> tone = tones(48000, 48000, {{kToneHz, kAmplitude}});
   write("tone.wav", {48000, {tone, tone}});
   succeed("process " + path("tone.wav") + " " + path("out.wav") + " --preset " + LARKSPIN_SOURCE_DIR +
           "/presets/neutral.json --set all.fastRatio=0.5 --set all.fastThresholdDb=-20 --gains " + path("gains.svg"));
@@ -247,14 +242,7 @@ TEST_F(ToolTest, GainMapShowsTheDynamics) {
 // as loud as the same material processed at 48 kHz.
 TEST_F(ToolTest, ResamplesRatesTheLibraryDoesNotTake) {
   const auto material = [](int rate) {
-    std::vector<float> x(static_cast<size_t>(rate));
-    for (size_t i = 0; i < x.size(); ++i) {
-      const double t = static_cast<double>(i) / rate;
-      x[i] = static_cast<float>(0.2 * std::sin(2.0 * std::numbers::pi * 440.0 * t) +
-                                0.1 * std::sin(2.0 * std::numbers::pi * 2500.0 * t) +
-                                0.05 * std::sin(2.0 * std::numbers::pi * 5000.0 * t));
-    }
-    return x;
+    return tones(rate, static_cast<size_t>(rate), {{440.0, 0.2}, {2500.0, 0.1}, {5000.0, 0.05}});
   };
   const auto rmsDb = [](const std::vector<float>& x) {
     double sum = 0.0;

@@ -6,8 +6,11 @@
 #include <sndfile.hh>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
+#include <numbers>
 #include <random>
 #include <sstream>
 #include <string>
@@ -107,6 +110,19 @@ protected:
     if (!mustNotExist.empty()) {
       EXPECT_FALSE(std::filesystem::exists(path(mustNotExist)));
     }
+  }
+
+  // A sum of sines, each given as (frequency in Hz, amplitude).
+  static std::vector<float> tones(int rate, size_t frames, std::initializer_list<std::pair<double, double>> sines) {
+    std::vector<float> x(frames);
+    for (size_t i = 0; i < frames; ++i) {
+      double sum = 0.0;
+      for (const auto& [hz, amplitude] : sines) {
+        sum += amplitude * std::sin(2.0 * std::numbers::pi * hz * static_cast<double>(i) / rate);
+      }
+      x[i] = static_cast<float>(sum);
+    }
+    return x;
   }
 
   // Noise on a 16-bit grid, so that both integer and float files hold it
