@@ -151,6 +151,7 @@ class Preset:
     band_layout = staticmethod(band_layout)
 
     def copy(self):
+        """An independent preset with the same values."""
         return self._from_values(self._raw())
 
     def _raw(self):

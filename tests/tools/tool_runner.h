@@ -3,10 +3,14 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sndfile.h>
+#include <sndfile.hh>
 
+#include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
+#include <numbers>
 #include <random>
 #include <sstream>
 #include <string>
@@ -47,6 +51,13 @@ protected:
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, stdoutTo.empty() ? slurp(out) : "", slurp(err)};
   }
 
+  // Runs a command that must succeed; returns its standard output.
+  std::string succeed(const std::string& arguments) const {
+    const ToolRun result = run(arguments);
+    EXPECT_EQ(result.status, 0) << arguments << "\n" << result.err;
+    return result.out;
+  }
+
   static std::string slurp(const std::string& file) {
     std::ifstream in(file, std::ios::binary);
     std::stringstream text;
@@ -54,41 +65,64 @@ protected:
     return text.str();
   }
 
-  void write(const std::string& name, const Audio& audio, int format) const {
-    SF_INFO info{};
-    info.samplerate = audio.rate;
-    info.channels = static_cast<int>(audio.channels.size());
-    info.format = format;
-    SNDFILE* file = sf_open(path(name).c_str(), SFM_WRITE, &info);
-    ASSERT_NE(file, nullptr) << sf_strerror(nullptr);
+  void write(const std::string& name, const Audio& audio, int format = SF_FORMAT_WAV | SF_FORMAT_FLOAT) const {
+    SndfileHandle file(path(name), SFM_WRITE, format, static_cast<int>(audio.channels.size()), audio.rate);
+    ASSERT_EQ(file.error(), 0) << file.strError();
     std::vector<float> interleaved;
     for (size_t i = 0; i < audio.channels[0].size(); ++i) {
       for (const auto& channel : audio.channels) {
         interleaved.push_back(channel[i]);
       }
     }
-    sf_writef_float(file, interleaved.data(), static_cast<sf_count_t>(audio.channels[0].size()));
-    sf_close(file);
+    file.writef(interleaved.data(), static_cast<sf_count_t>(audio.channels[0].size()));
   }
 
+  // The file's samples and rate; its format goes to `format` when given.
   Audio read(const std::string& name, int* format = nullptr) const {
-    SF_INFO info{};
-    SNDFILE* file = sf_open(path(name).c_str(), SFM_READ, &info);
-    EXPECT_NE(file, nullptr) << name;
-    if (file == nullptr) {
-      return {};
-    }
-    std::vector<float> interleaved(static_cast<size_t>(info.frames * info.channels));
-    sf_readf_float(file, interleaved.data(), info.frames);
-    sf_close(file);
+    SndfileHandle file(path(name));
+    EXPECT_EQ(file.error(), 0) << name;
+    std::vector<float> interleaved(static_cast<size_t>(file.frames() * file.channels()));
+    file.readf(interleaved.data(), file.frames());
     if (format != nullptr) {
-      *format = info.format;
+      *format = file.format();
     }
-    Audio audio{info.samplerate, std::vector<std::vector<float>>(static_cast<size_t>(info.channels))};
+    Audio audio{file.samplerate(), std::vector<std::vector<float>>(static_cast<size_t>(file.channels()))};
     for (size_t i = 0; i < interleaved.size(); ++i) {
       audio.channels[i % audio.channels.size()].push_back(interleaved[i]);
     }
     return audio;
+  }
+
+  // A refusal: the given exit status, one line on standard error that names
+  // the problem, nothing on standard output, and no output file made.
+  void expectRefusal(const std::string& arguments, const std::string& message, const std::string& mustNotExist = "",
+                     int status = 1, const std::string& stdoutTo = "") const {
+    if (!mustNotExist.empty()) {
+      std::filesystem::remove(path(mustNotExist)); // left by an earlier run; a refusal must not make it
+    }
+    const ToolRun result = run(arguments, stdoutTo);
+    SCOPED_TRACE(arguments + "\n" + result.err);
+    EXPECT_EQ(result.status, status);
+    EXPECT_EQ(result.err.rfind("larkspin: error: ", 0), 0u);
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1);
+    EXPECT_NE(result.err.find(message), std::string::npos);
+    EXPECT_EQ(result.out, "");
+    if (!mustNotExist.empty()) {
+      EXPECT_FALSE(std::filesystem::exists(path(mustNotExist)));
+    }
+  }
+
+  // A sum of sines, each given as (frequency in Hz, amplitude).
+  static std::vector<float> tones(int rate, size_t frames, std::initializer_list<std::pair<double, double>> sines) {
+    std::vector<float> x(frames);
+    for (size_t i = 0; i < frames; ++i) {
+      double sum = 0.0;
+      for (const auto& [hz, amplitude] : sines) {
+        sum += amplitude * std::sin(2.0 * std::numbers::pi * hz * static_cast<double>(i) / rate);
+      }
+      x[i] = static_cast<float>(sum);
+    }
+    return x;
   }
 
   // Noise on a 16-bit grid, so that both integer and float files hold it
