@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -103,46 +104,94 @@ INSTANTIATE_TEST_SUITE_P(Patterns, Lv2Blocks,
                                          BlockCase{"mono_96k_random", kMono, 1, 96000.0f, 0}),
                          [](const auto& row) { return std::string(row.param.name); });
 
-// A change while running, from the host's thread before a block, takes
-// effect in the chunk the library would apply it to, without allocating and
-// without a word in the log.
+// What a host does before activation (block kBeforeActivation) and before
+// each block of 480 frames takes effect in the chunk the library would apply
+// it to, without allocating in run(). A refused preset file keeps the
+// previous preset and names the file in the log; nothing else is logged.
+constexpr size_t kBeforeActivation = SIZE_MAX;
+
 struct ChangeCase {
   const char* name;
-  size_t block;                             // the change comes before this block (of 480 frames)
-  std::function<void(Lv2Instance&)> change; // what the host does
-  PresetChange expected;                    // what the library is given
+  bool withWorker;
+  std::function<void(Lv2Instance&, size_t block)> host;
+  PresetChange expected; // what the library is given
+  std::string refused;   // the file named in the log
 };
 
 class Lv2Changes : public testing::TestWithParam<ChangeCase> {};
 
 TEST_P(Lv2Changes, TakeEffectLikeTheLibrary) {
   const ChangeCase& c = GetParam();
-  const Planar input = noise(2, 24000, 5);
-  Lv2Instance plugin(kStereo, kRate);
+  const Planar input = noise(2, 12000, 5);
+  Lv2Instance plugin(kStereo, kRate, c.withWorker);
   ASSERT_TRUE(plugin.valid());
+  c.host(plugin, kBeforeActivation);
   plugin.activate();
-  const Planar output = runPlugin(plugin, input, blocks(input[0].size(), 480),
-                                  [&](size_t block) { block == c.block ? c.change(plugin) : void(); });
+  const Planar output =
+      runPlugin(plugin, input, blocks(input[0].size(), 480), [&](size_t block) { c.host(plugin, block); });
   EXPECT_EQ(maxDifference(output, referenceOutput(input, kRate, {c.expected})), 0.0f);
   EXPECT_GT(maxDifference(output, referenceOutput(input, kRate, {})), 0.01f) << "the change must be audible";
-  EXPECT_EQ(plugin.log(), "");
+  if (c.refused.empty()) {
+    EXPECT_EQ(plugin.log(), "");
+  } else {
+    EXPECT_NE(plugin.log().find("keeping the previous preset"), std::string::npos) << plugin.log();
+    EXPECT_NE(plugin.log().find(c.refused), std::string::npos) << plugin.log();
+  }
 }
 
-// The patch message's file is read by the worker right after the block
-// that carried it; a value port edit goes through the worker too; the
-// host's bypass goes through the library's fade straight from run().
+// Value ports set before activation edit the preset with or without a
+// worker; the patch message's file is read by the worker right after the
+// block that carried it; the host's bypass goes through the library's fade
+// straight from run().
+ChangeCase valuePortsBeforeActivation(const char* name, bool withWorker) {
+  const auto host = [](Lv2Instance& p, size_t block) {
+    if (block == kBeforeActivation) {
+      p.setControl("b03_gain_db_l", 6.0f);
+      p.setControl("b07_slow_factor", 0.5f);
+    }
+  };
+  return {name,
+          withWorker,
+          host,
+          {0, editedPreset({{3, 0, VORA_PRESET_GAIN_DB, 6.0f}, {7, -1, VORA_PRESET_SLOW_FACTOR, 0.5f}})},
+          ""};
+}
+
+ChangeCase at(const char* name, size_t when, void (*change)(Lv2Instance&), PresetChange expected) {
+  return {name, true, [=](Lv2Instance& p, size_t block) { block == when ? change(p) : void(); }, expected, ""};
+}
+
+// A JSON preset loads before the first block; `bad` sent before block 5 is
+// refused.
+ChangeCase refusedAfterJson(const char* name, const std::string& bad) {
+  const auto host = [bad](Lv2Instance& p, size_t block) {
+    if (block == 0) {
+      vora_preset loud;
+      vora_preset_decode(kLoud.data(), &loud);
+      const std::string json = larkspin_json::toJsonText(loud);
+      p.sendPresetPath(writeFile("good.json", json.data(), json.size()));
+    } else if (block == 5) {
+      p.sendPresetPath(bad);
+    }
+  };
+  return {name, true, host, {480, kLoud}, bad};
+}
+
+const PresetPayload kZeros{}; // decodes to gains of minus infinity
+
 INSTANTIATE_TEST_SUITE_P(
-    WhileRunning, Lv2Changes,
-    testing::Values(
-        ChangeCase{"patch_message",
-                   39,
-                   [](Lv2Instance& p) { p.sendPresetPath(writeFile("loud.bin", kLoud.data(), kLoud.size())); },
-                   {40 * 480, kLoud}},
-        ChangeCase{"value_port",
-                   10,
-                   [](Lv2Instance& p) { p.setControl("b03_gain_db_l", 6.0f); },
-                   {11 * 480, editedPreset({{3, 0, VORA_PRESET_GAIN_DB, 6.0f}})}},
-        ChangeCase{"host_bypass", 20, [](Lv2Instance& p) { p.setControl("enabled", 0.0f); }, {20 * 480, {}, true}}),
+    HostActions, Lv2Changes,
+    testing::Values(valuePortsBeforeActivation("ports_without_worker", false),
+                    valuePortsBeforeActivation("ports_with_worker", true),
+                    at("patch_message", 16,
+                       [](Lv2Instance& p) { p.sendPresetPath(writeFile("loud.bin", kLoud.data(), kLoud.size())); },
+                       {17 * 480, kLoud}),
+                    at("port_while_running", 10, [](Lv2Instance& p) { p.setControl("b03_gain_db_l", 6.0f); },
+                       {11 * 480, editedPreset({{3, 0, VORA_PRESET_GAIN_DB, 6.0f}})}),
+                    at("host_bypass", 20, [](Lv2Instance& p) { p.setControl("enabled", 0.0f); }, {20 * 480, {}, true}),
+                    refusedAfterJson("missing_file", "/nonexistent/preset.json"),
+                    refusedAfterJson("refused_values", writeFile("refused.bin", kZeros.data(), kZeros.size())),
+                    refusedAfterJson("broken_json", writeFile("garbage.json", "{\"bands\": [1, 2", 15))),
     [](const auto& row) { return std::string(row.param.name); });
 
 // A preset loaded through a patch message survives a saved and restored
@@ -165,53 +214,6 @@ TEST(Lv2Presets, StateRestoreKeepsThePreset) {
   second.activate();
   EXPECT_EQ(maxDifference(runPlugin(second, input, pattern), referenceOutput(input, kRate, {{0, kLoud}})), 0.0f);
   EXPECT_EQ(second.log(), "");
-}
-
-// Preset value ports set before activation edit the preset in force, for
-// hosts with and without a worker.
-TEST(Lv2Presets, ValuePortsBeforeActivationEditThePreset) {
-  const Planar input = noise(2, 12000, 9);
-  const PresetPayload edited =
-      editedPreset({{3, 0, VORA_PRESET_GAIN_DB, 6.0f}, {7, -1, VORA_PRESET_SLOW_FACTOR, 0.5f}});
-  for (const bool withWorker : {false, true}) {
-    Lv2Instance plugin(kStereo, kRate, withWorker);
-    ASSERT_TRUE(plugin.valid());
-    ASSERT_TRUE(plugin.setControl("b03_gain_db_l", 6.0f));
-    ASSERT_TRUE(plugin.setControl("b07_slow_factor", 0.5f));
-    plugin.activate();
-    const Planar output = runPlugin(plugin, input, blocks(input[0].size(), 256));
-    EXPECT_EQ(maxDifference(output, referenceOutput(input, kRate, {{0, edited}})), 0.0f) << "worker " << withWorker;
-  }
-}
-
-// A JSON preset loads; a bad file after it leaves it running and says why in
-// the log.
-TEST(Lv2Presets, BadFilesKeepThePreviousPresetAndAreLogged) {
-  vora_preset loud;
-  vora_preset_decode(kLoud.data(), &loud);
-  const std::string json = larkspin_json::toJsonText(loud);
-  const std::string goodPath = writeFile("good.json", json.data(), json.size());
-  const PresetPayload zeros{}; // decodes to gains of minus infinity
-  const std::string refusedPath = writeFile("refused.bin", zeros.data(), zeros.size());
-  const std::string garbagePath = writeFile("garbage.json", "{\"bands\": [1, 2", 15);
-  const Planar input = noise(2, 12000, 11);
-  const auto pattern = blocks(input[0].size(), 480);
-
-  for (const std::string& bad : {std::string("/nonexistent/preset.json"), refusedPath, garbagePath}) {
-    Lv2Instance plugin(kStereo, kRate);
-    ASSERT_TRUE(plugin.valid());
-    plugin.activate();
-    const Planar output = runPlugin(plugin, input, pattern, [&](size_t block) {
-      if (block == 0) {
-        plugin.sendPresetPath(goodPath);
-      } else if (block == 5) {
-        plugin.sendPresetPath(bad);
-      }
-    });
-    EXPECT_EQ(maxDifference(output, referenceOutput(input, kRate, {{480, kLoud}})), 0.0f) << bad;
-    EXPECT_NE(plugin.log().find("keeping the previous preset"), std::string::npos) << bad;
-    EXPECT_NE(plugin.log().find(bad), std::string::npos) << plugin.log();
-  }
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 // control port for patch messages.
 #pragma once
 
+#include "port_table.h"
+
 #include <lilv/lilv.h>
 #include <lv2/atom/forge.h>
 #include <lv2/log/log.h>
@@ -10,6 +12,7 @@
 #include <lv2/urid/urid.h>
 #include <lv2/worker/worker.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -32,13 +35,10 @@ inline LilvWorld* lv2World() {
 inline LV2_URID_Map* lv2UridMap() {
   static std::vector<std::string> uris;
   static LV2_URID_Map map{&uris, [](LV2_URID_Map_Handle, const char* uri) {
-                            for (size_t i = 0; i < uris.size(); ++i) {
-                              if (uris[i] == uri) {
-                                return static_cast<LV2_URID>(i + 1);
-                              }
+                            if (std::find(uris.begin(), uris.end(), uri) == uris.end()) {
+                              uris.emplace_back(uri);
                             }
-                            uris.emplace_back(uri);
-                            return static_cast<LV2_URID>(uris.size());
+                            return static_cast<LV2_URID>(std::find(uris.begin(), uris.end(), uri) - uris.begin() + 1);
                           }};
   return &map;
 }
@@ -80,8 +80,8 @@ public:
   Lv2Instance& operator=(const Lv2Instance&) = delete;
 
   bool valid() const { return instance_ != nullptr; }
-  int channels() const { return static_cast<int>(inputs_.size()); }
-  float latency() const { return controls_[latencyPort_]; }
+  int channels() const { return channels_; }
+  float latency() const { return controls_[larkspin_lv2::kLatencyPort]; }
   // Everything the plugin logged so far.
   const std::string& log() const { return logText_; }
 
@@ -113,9 +113,9 @@ public:
   // Runs one block: `in` and `out` hold `channels()` pointers of `frames`
   // samples.
   void run(const float* const* in, float* const* out, uint32_t frames) {
-    for (size_t c = 0; c < inputs_.size(); ++c) {
-      lilv_instance_connect_port(instance_, inputs_[c], const_cast<float*>(in[c]));
-      lilv_instance_connect_port(instance_, outputs_[c], out[c]);
+    for (int c = 0; c < channels_; ++c) {
+      lilv_instance_connect_port(instance_, larkspin_lv2::audioInputPort(c), const_cast<float*>(in[c]));
+      lilv_instance_connect_port(instance_, larkspin_lv2::audioOutputPort(c), out[c]);
     }
     lilv_instance_run(instance_, frames);
     beginSequence();
@@ -147,28 +147,17 @@ public:
   }
 
 private:
+  // Ports in the plugin's own order: patch messages, controls with their
+  // defaults (the latency output among them), then the audio ports.
   void connectPorts() {
-    LilvNode* audio = lilv_new_uri(lv2World(), LILV_URI_AUDIO_PORT);
-    LilvNode* control = lilv_new_uri(lv2World(), LILV_URI_CONTROL_PORT);
-    LilvNode* input = lilv_new_uri(lv2World(), LILV_URI_INPUT_PORT);
     const uint32_t count = lilv_plugin_get_num_ports(plugin_);
     controls_.assign(count, 0.0f);
     lilv_plugin_get_port_ranges_float(plugin_, nullptr, nullptr, controls_.data());
-    for (uint32_t i = 0; i < count; ++i) {
-      const LilvPort* port = lilv_plugin_get_port_by_index(plugin_, i);
-      const bool isInput = lilv_port_is_a(plugin_, port, input);
-      if (lilv_port_is_a(plugin_, port, audio)) {
-        (isInput ? inputs_ : outputs_).push_back(i);
-      } else if (lilv_port_is_a(plugin_, port, control)) {
-        latencyPort_ = isInput ? latencyPort_ : i;
-        lilv_instance_connect_port(instance_, i, &controls_[i]);
-      } else {
-        lilv_instance_connect_port(instance_, i, atomBuffer_.data()); // the atom port of patch messages
-      }
+    lilv_instance_connect_port(instance_, larkspin_lv2::kControlPort, atomBuffer_.data());
+    for (uint32_t i = larkspin_lv2::kControlPort + 1; i < larkspin_lv2::kFirstAudioPort; ++i) {
+      lilv_instance_connect_port(instance_, i, &controls_[i]);
     }
-    for (LilvNode* node : {audio, control, input}) {
-      lilv_node_free(node);
-    }
+    channels_ = static_cast<int>(count - larkspin_lv2::kFirstAudioPort) / 2;
   }
 
   void beginSequence() {
@@ -192,16 +181,8 @@ private:
 
   static int logVPrintf(LV2_Log_Handle handle, LV2_URID, const char* format, va_list args) {
     char text[1024];
-    // The caller has started the list (va_start in logPrintf or in the plugin).
     const int n = std::vsnprintf(text, sizeof text, format, args); // NOLINT(clang-analyzer-valist.Uninitialized)
     static_cast<Lv2Instance*>(handle)->logText_ += text;
-    return n;
-  }
-  static int logPrintf(LV2_Log_Handle handle, LV2_URID type, const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    const int n = logVPrintf(handle, type, format, args);
-    va_end(args);
     return n;
   }
 
@@ -209,9 +190,7 @@ private:
   LilvInstance* instance_ = nullptr;
   const LV2_Worker_Interface* worker_ = nullptr;
   std::vector<float> controls_; // indexed by port; input ports start at their defaults
-  std::vector<uint32_t> inputs_;
-  std::vector<uint32_t> outputs_;
-  uint32_t latencyPort_ = 0;
+  int channels_ = 0;
 
   // Atom buffer of the control port; cleared after every block.
   std::vector<uint64_t> atomBuffer_;
@@ -221,7 +200,8 @@ private:
   std::vector<unsigned char> work_;
   std::string logText_;
   LV2_Worker_Schedule schedule_{this, schedule};
-  LV2_Log_Log log_{this, logPrintf, logVPrintf};
+  // The plugin logs through the logger of lv2/log, which calls vprintf only.
+  LV2_Log_Log log_{this, nullptr, logVPrintf};
   std::vector<LV2_Feature> features_;
   std::vector<const LV2_Feature*> featureList_;
 };
