@@ -4,7 +4,6 @@
 // The band functions answer NaN or 0 exactly for the arguments they refuse.
 #include <larkspin/vora_preset.h>
 
-#include "fuzz_check.h"
 #include "fuzz_input.h"
 
 #include <cmath>
@@ -13,12 +12,7 @@
 namespace {
 
 float* slotOf(vora_preset& preset, const vora_preset_issue& at) {
-  vora_preset_band& band = preset.bands[at.band];
-  vora_preset_channel& channel = band.channels[at.channel < 0 ? 0 : at.channel];
-  float* slots[VORA_PRESET_FIELD_COUNT] = {&channel.gainDb,         &channel.fastThresholdDb, &channel.fastRatio,
-                                           &band.slowThresholdDb,   &band.slowFactor,         &band.slowDelayMs,
-                                           &band.slowTimeConstantMs};
-  return slots[at.field];
+  return vora_preset_value(&preset, at.band, at.channel, at.field);
 }
 
 // Mostly values inside the field's range, so that encoding is reached;
