@@ -17,6 +17,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -50,19 +51,20 @@ inline LV2_URID lv2Urid(const char* uri) {
 class Lv2Instance {
 public:
   // Plugin `uri` at `sampleRate`; `withWorker` false plays a host without one.
+  // Throws if the plugin cannot be found or instantiated.
   Lv2Instance(const char* uri, double sampleRate, bool withWorker = true) : atomBuffer_(8192) {
     LilvNode* uriNode = lilv_new_uri(lv2World(), uri);
     plugin_ = lilv_plugins_get_by_uri(lilv_world_get_all_plugins(lv2World()), uriNode);
     lilv_node_free(uriNode);
     if (plugin_ == nullptr) {
-      return;
+      throw std::runtime_error(std::string(uri) + " not found: is LV2_PATH set to the built bundle?");
     }
     features_ = {{LV2_URID__map, lv2UridMap()}, {LV2_LOG__log, &log_}, {LV2_WORKER__schedule, &schedule_}};
     featureList_ = {&features_[0], &features_[1], withWorker ? &features_[2] : nullptr, nullptr};
     work_.reserve(1 << 16);
     instance_ = lilv_plugin_instantiate(plugin_, sampleRate, featureList_.data());
     if (instance_ == nullptr) {
-      return;
+      throw std::runtime_error(std::string(uri) + " refused to instantiate");
     }
     worker_ =
         static_cast<const LV2_Worker_Interface*>(lilv_instance_get_extension_data(instance_, LV2_WORKER__interface));
@@ -71,15 +73,12 @@ public:
     beginSequence();
   }
   ~Lv2Instance() {
-    if (instance_ != nullptr) {
-      lilv_instance_deactivate(instance_);
-      lilv_instance_free(instance_);
-    }
+    lilv_instance_deactivate(instance_);
+    lilv_instance_free(instance_);
   }
   Lv2Instance(const Lv2Instance&) = delete;
   Lv2Instance& operator=(const Lv2Instance&) = delete;
 
-  bool valid() const { return instance_ != nullptr; }
   int channels() const { return channels_; }
   float latency() const { return controls_[larkspin_lv2::kLatencyPort]; }
   // Everything the plugin logged so far.
