@@ -4,11 +4,10 @@
 #include "lv2_reference.h"
 
 #include <gtest/gtest.h>
+#include <sndfile.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <string>
 
@@ -16,28 +15,28 @@ namespace larkspin_test {
 namespace {
 
 const std::string kFfmpeg = std::string(FFMPEG_PATH) + " -hide_banner -loglevel error -y ";
-const std::string kRawStereo = " -f f32le -ar 48000 -ac 2 ";
 
-// WAV files are made and read by ffmpeg from and to raw interleaved floats,
-// conversions it does exactly.
 void writeWav(const std::string& path, const Planar& audio) {
+  SF_INFO info{0, 48000, 2, SF_FORMAT_WAV | SF_FORMAT_FLOAT, 0, 0};
+  SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
   std::vector<float> interleaved(2 * audio[0].size());
   for (size_t i = 0; i < interleaved.size(); ++i) {
     interleaved[i] = audio[i % 2][i / 2];
   }
-  std::ofstream(path + ".raw", std::ios::binary)
-      .write(reinterpret_cast<const char*>(interleaved.data()), static_cast<std::streamsize>(4 * interleaved.size()));
-  ASSERT_EQ(std::system((kFfmpeg + kRawStereo + "-i " + path + ".raw -c:a pcm_f32le " + path).c_str()), 0);
+  sf_writef_float(file, interleaved.data(), static_cast<sf_count_t>(audio[0].size()));
+  sf_close(file);
 }
 
+// Stereo audio of the file, none if it cannot be read.
 Planar readWav(const std::string& path) {
-  std::filesystem::remove(path + ".raw");
-  std::system((kFfmpeg + "-i " + path + kRawStereo + path + ".raw").c_str());
-  std::ifstream file(path + ".raw", std::ios::binary);
-  const std::vector<char> bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  Planar out(2, std::vector<float>(bytes.size() / 8));
-  for (size_t i = 0; i < bytes.size() / 4; ++i) {
-    std::memcpy(&out[i % 2][i / 2], &bytes[4 * i], 4);
+  SF_INFO info{};
+  SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
+  std::vector<float> interleaved(file != nullptr && info.channels == 2 ? static_cast<size_t>(2 * info.frames) : 0);
+  sf_readf_float(file, interleaved.data(), static_cast<sf_count_t>(interleaved.size() / 2));
+  sf_close(file);
+  Planar out(2, std::vector<float>(interleaved.size() / 2));
+  for (size_t i = 0; i < interleaved.size(); ++i) {
+    out[i % 2][i / 2] = interleaved[i];
   }
   return out;
 }
