@@ -6,7 +6,6 @@
 // not depend on each other.
 #include <larkspin/vora_ap.h>
 
-#include "fuzz_check.h"
 #include "fuzz_input.h"
 
 #include <cmath>
@@ -15,6 +14,8 @@
 #include <vector>
 
 namespace {
+
+using larkspin_fuzz::FuzzInput;
 
 constexpr int kMaximumControls = 4;
 constexpr int kMaximumCalls = 48;
@@ -28,30 +29,30 @@ struct Control {
   vora_ap_control* handle = nullptr;
   int maximumFrames = 0;
   int channels = 0;
-  bool setUp = false;
+  bool setUp = true; // false after a refused update
   int64_t framesFed = 0;
   int64_t lastNonFiniteInput[2] = {kNever, kNever};
 };
 
-float anyRate(larkspin_fuzz::FuzzInput& input) {
+// A format as a host may ask for one; read in full whether used or not.
+struct Format {
+  float rate;
+  int maximumFrames;
+  int stereo;
+};
+
+Format anyFormat(FuzzInput& input) {
   static constexpr float kRates[] = {32000.0f,  44100.0f, 48000.0f,  88200.0f, 96000.0f,
                                      192000.0f, 31999.0f, 192001.0f, 0.0f,     -48000.0f};
-  const uint8_t choice = input.byte();
-  if (choice < 200) {
-    return kRates[choice % (sizeof kRates / sizeof kRates[0])];
-  }
-  return input.value<float>();
+  const uint8_t rateChoice = input.byte();
+  const float rate = rateChoice < 200 ? kRates[rateChoice % std::size(kRates)] : input.value<float>();
+  // Zero and negative frame counts are refused.
+  const uint8_t framesChoice = input.byte();
+  const int maximumFrames = framesChoice < 8 ? -static_cast<int>(framesChoice) : input.inRange(1, kMaximumFrames);
+  return {rate, maximumFrames, input.byte() % 2};
 }
 
-int anyMaximumFrames(larkspin_fuzz::FuzzInput& input) {
-  const uint8_t choice = input.byte();
-  if (choice < 8) {
-    return -static_cast<int>(choice); // zero and negative counts are refused
-  }
-  return input.inRange(1, kMaximumFrames);
-}
-
-float anyFloat(larkspin_fuzz::FuzzInput& input) {
+float anyFloat(FuzzInput& input) {
   using limits = std::numeric_limits<float>;
   static constexpr float kAwkward[] = {limits::quiet_NaN(), limits::infinity(),   -limits::infinity(),
                                        limits::max(),       limits::denorm_min(), 1.0e6f};
@@ -62,10 +63,11 @@ float anyFloat(larkspin_fuzz::FuzzInput& input) {
   return choice == 6 ? static_cast<float>(input.byte()) / 255.0f : input.value<float>();
 }
 
-void fill(larkspin_fuzz::FuzzInput& input, std::vector<float>& samples) {
+// Raw values from the input repeated, loud or full-scale noise, or noise
+// with an awkward value now and then.
+void fill(FuzzInput& input, std::vector<float>& samples) {
   const uint8_t kind = input.byte() % 4;
   if (kind == 0) {
-    // Raw values straight from the input, repeated.
     float pattern[16];
     input.bytes(pattern, sizeof pattern);
     for (size_t i = 0; i < samples.size(); ++i) {
@@ -75,10 +77,9 @@ void fill(larkspin_fuzz::FuzzInput& input, std::vector<float>& samples) {
   }
   uint32_t seed = input.value<uint32_t>() | 1u;
   const float odd = anyFloat(input);
-  const float amplitude = kind == 1 ? 1.0e6f : 0.9f;
   for (float& x : samples) {
-    const float noise = larkspin_fuzz::nextNoise(seed);
-    x = kind == 3 && seed % 61 == 0 ? odd : noise * amplitude;
+    const float noise = larkspin_fuzz::nextNoise(seed) * (kind == 1 ? 1.0e6f : 0.9f);
+    x = kind == 3 && seed % 61 == 0 ? odd : noise;
   }
 }
 
@@ -90,7 +91,7 @@ public:
     }
   }
 
-  void run(larkspin_fuzz::FuzzInput& input) {
+  void run(FuzzInput& input) {
     for (int call = 0; call < kMaximumCalls && !input.empty(); ++call) {
       step(input);
       checkAll();
@@ -98,18 +99,28 @@ public:
   }
 
 private:
-  Control* pick(larkspin_fuzz::FuzzInput& input) {
+  Control* pick(FuzzInput& input) {
     const uint8_t index = input.byte();
     return controls_.empty() ? nullptr : &controls_[index % controls_.size()];
   }
 
-  void step(larkspin_fuzz::FuzzInput& input) {
+  void step(FuzzInput& input) {
     switch (input.byte() % 9) {
-    case 0:
-      create(input);
+    case 0: {
+      const Format format = anyFormat(input);
+      vora_ap_control* handle = controls_.size() < kMaximumControls
+                                    ? vora_ap_create_control(format.rate, format.maximumFrames, format.stereo)
+                                    : nullptr;
+      if (handle != nullptr) {
+        controls_.push_back({handle, format.maximumFrames, format.stereo + 1});
+      }
       break;
+    }
     case 1:
-      destroy(input);
+      if (Control* control = pick(input)) {
+        LARKSPIN_FUZZ_CHECK(vora_ap_destroy_control(control->handle));
+        controls_.erase(controls_.begin() + (control - controls_.data()));
+      }
       break;
     case 2:
       update(input);
@@ -141,39 +152,7 @@ private:
     }
   }
 
-  // A format as a host may ask for one; read in full whether used or not.
-  struct Format {
-    float rate;
-    int maximumFrames;
-    int stereo;
-  };
-  static Format anyFormat(larkspin_fuzz::FuzzInput& input) {
-    const float rate = anyRate(input);
-    const int maximumFrames = anyMaximumFrames(input);
-    return {rate, maximumFrames, input.byte() % 2};
-  }
-
-  void create(larkspin_fuzz::FuzzInput& input) {
-    const Format format = anyFormat(input);
-    if (controls_.size() >= kMaximumControls) {
-      return;
-    }
-    vora_ap_control* handle = vora_ap_create_control(format.rate, format.maximumFrames, format.stereo);
-    if (handle != nullptr) {
-      controls_.push_back({handle, format.maximumFrames, format.stereo + 1, true, 0, {kNever, kNever}});
-    }
-  }
-
-  void destroy(larkspin_fuzz::FuzzInput& input) {
-    Control* control = pick(input);
-    if (control == nullptr) {
-      return;
-    }
-    LARKSPIN_FUZZ_CHECK(vora_ap_destroy_control(control->handle));
-    controls_.erase(controls_.begin() + (control - controls_.data()));
-  }
-
-  void update(larkspin_fuzz::FuzzInput& input) {
+  void update(FuzzInput& input) {
     Control* control = pick(input);
     const Format format = anyFormat(input);
     if (control == nullptr) {
@@ -187,50 +166,43 @@ private:
     }
   }
 
-  void process(larkspin_fuzz::FuzzInput& input) {
+  void process(FuzzInput& input) {
     Control* control = pick(input);
     const int frames = input.inRange(-2, 2 * kMaximumFrames);
     if (control == nullptr || frames > budget_) {
       return;
     }
-    budget_ -= frames > 0 ? frames : 0;
-    const size_t length = frames > 0 ? static_cast<size_t>(frames) : 1u;
+    budget_ -= std::max(frames, 0);
     // Always two buffers: a mono control reads only the first.
-    left_.assign(length, 0.0f);
-    right_.assign(length, 0.0f);
-    fill(input, left_);
-    fill(input, right_);
-    const std::vector<float> leftIn = left_;
-    const std::vector<float> rightIn = right_;
-    float* buffers[2] = {left_.data(), right_.data()};
+    float* buffers[2];
+    for (int ch = 0; ch < 2; ++ch) {
+      in_[ch].assign(static_cast<size_t>(std::max(frames, 1)), 0.0f);
+      fill(input, in_[ch]);
+      out_[ch] = in_[ch];
+      buffers[ch] = out_[ch].data();
+    }
     const bool ok = vora_ap_process(control->handle, buffers, frames);
-    const bool expected = control->setUp && frames >= 0 && frames <= control->maximumFrames;
-    LARKSPIN_FUZZ_CHECK(ok == expected);
-    if (!ok) {
-      // A refused block leaves the host's buffers untouched.
-      LARKSPIN_FUZZ_CHECK(std::memcmp(left_.data(), leftIn.data(), length * sizeof(float)) == 0);
-      LARKSPIN_FUZZ_CHECK(std::memcmp(right_.data(), rightIn.data(), length * sizeof(float)) == 0);
-      return;
+    LARKSPIN_FUZZ_CHECK(ok == (control->setUp && frames >= 0 && frames <= control->maximumFrames));
+    // A refused block leaves the host's buffers untouched; a mono control
+    // leaves the second.
+    for (int ch = ok ? control->channels : 0; ch < 2; ++ch) {
+      LARKSPIN_FUZZ_CHECK(std::memcmp(out_[ch].data(), in_[ch].data(), in_[ch].size() * sizeof(float)) == 0);
     }
     // Until a payload is in force the engine passes audio through untouched,
     // behind the node's re-blocking into hops (less than one hop of delay),
     // so a non-finite input sample may come out shortly after it went in.
     // Any other non-finite sample was made by the library.
-    for (size_t i = 0; i < static_cast<size_t>(frames); ++i) {
-      const int64_t now = control->framesFed + static_cast<int64_t>(i);
-      const float* in[2] = {&leftIn[i], &rightIn[i]};
-      const float* out[2] = {&left_[i], &right_[i]};
+    for (int i = 0; ok && i < frames; ++i) {
+      const int64_t now = control->framesFed + i;
       for (int ch = 0; ch < control->channels; ++ch) {
-        if (!std::isfinite(*in[ch])) {
+        if (!std::isfinite(in_[ch][static_cast<size_t>(i)])) {
           control->lastNonFiniteInput[ch] = now;
         }
-        LARKSPIN_FUZZ_CHECK(std::isfinite(*out[ch]) || now - control->lastNonFiniteInput[ch] < kLargestHop);
+        LARKSPIN_FUZZ_CHECK(std::isfinite(out_[ch][static_cast<size_t>(i)]) ||
+                            now - control->lastNonFiniteInput[ch] < kLargestHop);
       }
     }
-    control->framesFed += frames;
-    if (control->channels == 1) {
-      LARKSPIN_FUZZ_CHECK(std::memcmp(right_.data(), rightIn.data(), length * sizeof(float)) == 0);
-    }
+    control->framesFed += ok ? frames : 0;
   }
 
   // Every live control answers, and the global getters speak for the oldest.
@@ -260,14 +232,14 @@ private:
   }
 
   std::vector<Control> controls_;
-  std::vector<float> left_, right_;
+  std::vector<float> in_[2], out_[2];
   long budget_ = kFrameBudget;
 };
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  larkspin_fuzz::FuzzInput input(data, size);
+  FuzzInput input(data, size);
   Session session;
   session.run(input);
   return 0;

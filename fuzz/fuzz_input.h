@@ -1,12 +1,26 @@
-// Reads typed values off the front of a fuzz input; once the bytes run out
-// every read yields zero, so a target never reads past its input.
+// What every fuzz target shares: typed values read off the front of the
+// input (once the bytes run out every read yields zero, so a target never
+// reads past its input), a check that holds in every build type, and a
+// cheap noise source.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
+
+// Reports the failed condition and aborts, which libFuzzer records as a
+// crash with its input.
+#define LARKSPIN_FUZZ_CHECK(condition)                                                                                 \
+  do {                                                                                                                 \
+    if (!(condition)) {                                                                                                \
+      std::fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #condition);                               \
+      std::abort();                                                                                                    \
+    }                                                                                                                  \
+  } while (false)
 
 namespace larkspin_fuzz {
 
@@ -15,13 +29,12 @@ public:
   FuzzInput(const uint8_t* data, size_t size) : data_(data), size_(size) {}
 
   bool empty() const { return position_ >= size_; }
-  size_t remaining() const { return size_ - position_; }
 
   uint8_t byte() { return position_ < size_ ? data_[position_++] : 0; }
 
   // Copies up to `count` bytes into `out` and zero-fills the rest.
   void bytes(void* out, size_t count) {
-    const size_t available = std::min(count, remaining());
+    const size_t available = std::min(count, size_ - std::min(position_, size_));
     if (available > 0) {
       std::memcpy(out, data_ + position_, available);
     }

@@ -3,7 +3,6 @@
 // checks run as they do for a host; then one block must come out finite.
 #include "framework/audio_processor_preset.h"
 #include "framework/identifiers.h"
-#include "fuzz_check.h"
 #include "fuzz_input.h"
 #include "graph/graph.h"
 #include "graph/node_factory.h"

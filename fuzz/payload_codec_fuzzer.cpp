@@ -4,7 +4,6 @@
 // infinities, huge values): encoding copes with any float, and what it
 // writes passes the same round trip.
 #include "dsp/payload_codec.h"
-#include "fuzz_check.h"
 #include "fuzz_input.h"
 
 #include <cmath>
@@ -48,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   checkRoundTrip(payload);
   LARKSPIN_FUZZ_CHECK(std::memcmp(payload, callerCopy, sizeof payload) == 0);
 
-  if (input.remaining() > 0) {
+  if (!input.empty()) {
     VorafierParameters arbitrary;
     input.bytes(&arbitrary, sizeof arbitrary);
     unsigned char fromArbitrary[kPresetPayloadSize];

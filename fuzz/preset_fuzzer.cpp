@@ -4,22 +4,12 @@
 // The band functions answer NaN or 0 exactly for the arguments they refuse.
 #include <larkspin/vora_preset.h>
 
-#include "fuzz_check.h"
 #include "fuzz_input.h"
 
 #include <cmath>
 #include <cstring>
 
 namespace {
-
-float* slotOf(vora_preset& preset, const vora_preset_issue& at) {
-  vora_preset_band& band = preset.bands[at.band];
-  vora_preset_channel& channel = band.channels[at.channel < 0 ? 0 : at.channel];
-  float* slots[VORA_PRESET_FIELD_COUNT] = {&channel.gainDb,         &channel.fastThresholdDb, &channel.fastRatio,
-                                           &band.slowThresholdDb,   &band.slowFactor,         &band.slowDelayMs,
-                                           &band.slowTimeConstantMs};
-  return slots[at.field];
-}
 
 // Mostly values inside the field's range, so that encoding is reached;
 // sometimes any float at all.
@@ -56,12 +46,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                                                     {0.0f, 1.0f},
                                                     {0.0f, VORA_PRESET_TIME_MS_MAX},
                                                     {0.0f, VORA_PRESET_TIME_MS_MAX}};
-  vora_preset_issue at{};
-  for (at.band = 0; at.band < VORA_PRESET_BAND_COUNT; ++at.band) {
-    for (at.channel = 0; at.channel < VORA_PRESET_CHANNEL_COUNT; ++at.channel) {
+  for (int band = 0; band < VORA_PRESET_BAND_COUNT; ++band) {
+    for (int channel = 0; channel < VORA_PRESET_CHANNEL_COUNT; ++channel) {
       for (int f = 0; f < VORA_PRESET_FIELD_COUNT; ++f) {
-        at.field = static_cast<vora_preset_field>(f);
-        *slotOf(preset, at) = valueFor(input, ranges[f][0], ranges[f][1]);
+        const auto field = static_cast<vora_preset_field>(f);
+        *vora_preset_value(&preset, band, channel, field) = valueFor(input, ranges[f][0], ranges[f][1]);
       }
     }
   }
@@ -90,7 +79,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     int again = -1;
     LARKSPIN_FUZZ_CHECK(vora_preset_check(&stored, nullptr, 0, &again) == 0 && again == 0);
     for (int i = 0; i < count; ++i) {
-      LARKSPIN_FUZZ_CHECK(*slotOf(stored, issues[i]) == issues[i].stored);
+      const vora_preset_issue& issue = issues[i];
+      LARKSPIN_FUZZ_CHECK(*vora_preset_value(&stored, issue.band, issue.channel, issue.field) == issue.stored);
     }
   } else {
     LARKSPIN_FUZZ_CHECK(payload[0] == 0x5A && payload[195] == 0x5A);

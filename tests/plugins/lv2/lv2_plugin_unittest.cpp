@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -20,30 +20,29 @@ constexpr float kRate = 48000.0f;
 constexpr const char* kStereo = "urn:larkspin:lv2:stereo";
 constexpr const char* kMono = "urn:larkspin:lv2:mono";
 
-// Runs `input` through `plugin` in blocks of `pattern`; `beforeBlock(i)` may
-// send messages or change ports before block i. Counts allocations in run().
+// Runs `input` through `plugin` in blocks of `pattern`; `beforeBlock` may
+// send messages or change ports before each block. Fails the test if run()
+// allocates.
 Planar runPlugin(Lv2Instance& plugin, const Planar& input, const std::vector<uint32_t>& pattern,
-                 const std::function<void(size_t)>& beforeBlock = {}, size_t* allocations = nullptr) {
+                 const std::function<void(Lv2Instance&, size_t)>& beforeBlock = {}) {
   Planar output(input.size(), std::vector<float>(input[0].size()));
   size_t offset = 0;
-  size_t allocated = 0;
+  size_t allocations = 0;
   for (size_t block = 0; block < pattern.size(); ++block) {
     if (beforeBlock) {
-      beforeBlock(block);
+      beforeBlock(plugin, block);
     }
-    const float* in[2] = {input[0].data() + offset, input.size() > 1 ? input[1].data() + offset : nullptr};
-    float* out[2] = {output[0].data() + offset, output.size() > 1 ? output[1].data() + offset : nullptr};
+    const float* in[2] = {input[0].data() + offset, input.back().data() + offset};
+    float* out[2] = {output[0].data() + offset, output.back().data() + offset};
     {
       AllocationScope scope;
       plugin.run(in, out, pattern[block]);
-      allocated += scope.allocations();
+      allocations += scope.allocations();
     }
     plugin.runWork();
     offset += pattern[block];
   }
-  if (allocations != nullptr) {
-    *allocations = allocated;
-  }
+  EXPECT_EQ(allocations, 0u);
   return output;
 }
 
@@ -53,18 +52,13 @@ std::string writeFile(const std::string& name, const void* bytes, size_t size) {
   return path.string();
 }
 
-// Largest step between neighbouring output samples in [from, to).
-float largestStep(const Planar& signal, size_t from, size_t to) {
-  float step = 0.0f;
-  for (const auto& channel : signal) {
-    for (size_t i = std::max<size_t>(from, 1); i < to && i < channel.size(); ++i) {
-      step = std::max(step, std::abs(channel[i] - channel[i - 1]));
-    }
-  }
-  return step;
-}
+const PresetPayload kLoud = editedPreset({{0, 0, VORA_PRESET_GAIN_DB, 9.0f},
+                                          {0, 1, VORA_PRESET_GAIN_DB, 9.0f},
+                                          {5, 0, VORA_PRESET_GAIN_DB, -6.0f},
+                                          {8, 1, VORA_PRESET_GAIN_DB, 9.0f}});
 
 struct BlockCase {
+  const char* name;
   const char* uri;
   int channels;
   float rate;
@@ -75,179 +69,186 @@ class Lv2Blocks : public testing::TestWithParam<BlockCase> {};
 
 // Same library, same calls in the same order: the output is bit-identical,
 // so the tolerance is zero. The plugin feeds the library fixed chunks, so
-// its output does not depend on the host's blocking at all.
-TEST_P(Lv2Blocks, OutputEqualsTheLibraryAndNothingAllocates) {
+// its output does not depend on the host's blocking at all. An impulse, wet
+// or dry, comes out exactly at the latency the plugin reports.
+TEST_P(Lv2Blocks, OutputEqualsTheLibraryAtTheReportedLatency) {
   const BlockCase& c = GetParam();
   Lv2Instance plugin(c.uri, c.rate);
-  ASSERT_TRUE(plugin.valid()) << "is LV2_PATH set to the built bundle?";
   ASSERT_EQ(plugin.channels(), c.channels);
   plugin.activate();
   const Planar input = noise(c.channels, 24000, 3);
-  const auto pattern = blocks(input[0].size(), c.block);
-  size_t allocations = 0;
-  const Planar output = runPlugin(plugin, input, pattern, {}, &allocations);
-  EXPECT_EQ(maxDifference(output, referenceOutput(input, c.rate, {})), 0.0f);
-  EXPECT_EQ(allocations, 0u);
-}
+  EXPECT_EQ(
+      maxDifference(runPlugin(plugin, input, blocks(input[0].size(), c.block)), referenceOutput(input, c.rate, {})),
+      0.0f);
 
-TEST_P(Lv2Blocks, ImpulseArrivesAtTheReportedLatency) {
-  const BlockCase& c = GetParam();
   for (const float intensity : {1.0f, 0.0f}) {
-    Lv2Instance plugin(c.uri, c.rate);
-    ASSERT_TRUE(plugin.valid());
-    plugin.setControl("intensity", intensity);
-    plugin.activate();
-    constexpr size_t kAt = 3000;
-    Planar input(static_cast<size_t>(c.channels), std::vector<float>(16384, 0.0f));
-    for (auto& channel : input) {
+    Lv2Instance fresh(c.uri, c.rate);
+    fresh.setControl("intensity", intensity);
+    fresh.activate();
+    constexpr long kAt = 3000;
+    Planar impulse(static_cast<size_t>(c.channels), std::vector<float>(16384, 0.0f));
+    for (auto& channel : impulse) {
       channel[kAt] = 0.5f;
     }
-    const Planar output = runPlugin(plugin, input, blocks(input[0].size(), c.block));
-    const auto& left = output[0];
+    const auto left = runPlugin(fresh, impulse, blocks(impulse[0].size(), c.block))[0];
     const auto peak =
         std::max_element(left.begin(), left.end(), [](float a, float b) { return std::abs(a) < std::abs(b); });
-    EXPECT_EQ(static_cast<float>(peak - left.begin() - kAt), plugin.latency()) << "intensity " << intensity;
-    EXPECT_GT(plugin.latency(), 0.0f);
+    EXPECT_EQ(static_cast<float>(peak - left.begin() - kAt), fresh.latency()) << "intensity " << intensity;
+    EXPECT_GT(fresh.latency(), 0.0f);
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(Patterns, Lv2Blocks,
-                         testing::Values(BlockCase{kStereo, 2, kRate, 1}, BlockCase{kStereo, 2, kRate, 64},
-                                         BlockCase{kStereo, 2, kRate, 256}, BlockCase{kStereo, 2, kRate, 480},
-                                         BlockCase{kStereo, 2, kRate, 0}, BlockCase{kMono, 1, 44100.0f, 480},
-                                         BlockCase{kMono, 1, 96000.0f, 0}));
+                         testing::Values(BlockCase{"stereo_1", kStereo, 2, kRate, 1},
+                                         BlockCase{"stereo_64", kStereo, 2, kRate, 64},
+                                         BlockCase{"stereo_256", kStereo, 2, kRate, 256},
+                                         BlockCase{"stereo_480", kStereo, 2, kRate, 480},
+                                         BlockCase{"stereo_random", kStereo, 2, kRate, 0},
+                                         BlockCase{"mono_44k1_480", kMono, 1, 44100.0f, 480},
+                                         BlockCase{"mono_96k_random", kMono, 1, 96000.0f, 0}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
-// A preset file through the patch message, then the same preset through a
-// saved and restored state in a new instance.
-TEST(Lv2Presets, PatchMessageAndStateRestoreGiveThePresetsSound) {
-  const PresetPayload payload = encode(testPreset());
-  const std::string path = writeFile("test_preset.bin", payload.data(), payload.size());
-  // A low tone over faint noise: a click at the switch would stand out
-  // against the tone's small sample-to-sample steps.
+// What a host does before activation (block kBeforeActivation) and before
+// each block of 480 frames takes effect in the chunk the library would apply
+// it to, without allocating in run(). A refused preset file keeps the
+// previous preset and names the file in the log; nothing else is logged.
+constexpr size_t kBeforeActivation = SIZE_MAX;
+
+struct ChangeCase {
+  const char* name;
+  bool withWorker;
+  std::function<void(Lv2Instance&, size_t block)> host;
+  PresetChange expected; // what the library is given
+  std::string refused;   // the file named in the log
+};
+
+class Lv2Changes : public testing::TestWithParam<ChangeCase> {};
+
+TEST_P(Lv2Changes, TakeEffectLikeTheLibrary) {
+  const ChangeCase& c = GetParam();
+  const Planar input = noise(2, 12000, 5);
+  Lv2Instance plugin(kStereo, kRate, c.withWorker);
+  c.host(plugin, kBeforeActivation);
+  plugin.activate();
+  const Planar output = runPlugin(plugin, input, blocks(input[0].size(), 480), c.host);
+  EXPECT_EQ(maxDifference(output, referenceOutput(input, kRate, {c.expected})), 0.0f);
+  EXPECT_GT(maxDifference(output, referenceOutput(input, kRate, {})), 0.01f) << "the change must be audible";
+  if (c.refused.empty()) {
+    EXPECT_EQ(plugin.log(), "");
+  } else {
+    EXPECT_NE(plugin.log().find("keeping the previous preset"), std::string::npos) << plugin.log();
+    EXPECT_NE(plugin.log().find(c.refused), std::string::npos) << plugin.log();
+  }
+}
+
+// `change` before block `when` (or before activation).
+std::function<void(Lv2Instance&, size_t)> at(size_t when, void (*change)(Lv2Instance&)) {
+  return [=](Lv2Instance& p, size_t block) { block == when ? change(p) : void(); };
+}
+
+void setTwoPorts(Lv2Instance& p) {
+  p.setControl("b03_gain_db_l", 6.0f);
+  p.setControl("b07_slow_factor", 0.5f);
+}
+const PresetPayload kTwoPorts =
+    editedPreset({{3, 0, VORA_PRESET_GAIN_DB, 6.0f}, {7, -1, VORA_PRESET_SLOW_FACTOR, 0.5f}});
+
+// A JSON preset loads before the first block; `bad` sent before block 5 is
+// refused.
+ChangeCase refusedAfterJson(const char* name, const std::string& bad) {
+  const auto host = [bad](Lv2Instance& p, size_t block) {
+    if (block == 0) {
+      vora_preset loud;
+      vora_preset_decode(kLoud.data(), &loud);
+      const std::string json = larkspin_json::toJsonText(loud);
+      p.sendPresetPath(writeFile("good.json", json.data(), json.size()));
+    } else if (block == 5) {
+      p.sendPresetPath(bad);
+    }
+  };
+  return {name, true, host, {480, kLoud}, bad};
+}
+
+const PresetPayload kZeros{}; // decodes to gains of minus infinity
+
+// Value ports set before activation edit the preset with or without a
+// worker; the patch message's file is read by the worker right after the
+// block that carried it; the host's bypass goes through the library's fade
+// straight from run().
+INSTANTIATE_TEST_SUITE_P(
+    HostActions, Lv2Changes,
+    testing::Values(
+        ChangeCase{"ports_without_worker", false, at(kBeforeActivation, setTwoPorts), {0, kTwoPorts}, ""},
+        ChangeCase{"ports_with_worker", true, at(kBeforeActivation, setTwoPorts), {0, kTwoPorts}, ""},
+        ChangeCase{"patch_message",
+                   true,
+                   at(16, [](Lv2Instance& p) { p.sendPresetPath(writeFile("loud.bin", kLoud.data(), kLoud.size())); }),
+                   {17 * 480, kLoud},
+                   ""},
+        ChangeCase{"port_while_running",
+                   true,
+                   at(10, [](Lv2Instance& p) { p.setControl("b03_gain_db_l", 6.0f); }),
+                   {11 * 480, editedPreset({{3, 0, VORA_PRESET_GAIN_DB, 6.0f}})},
+                   ""},
+        ChangeCase{"host_bypass",
+                   true,
+                   at(20, [](Lv2Instance& p) { p.setControl("enabled", 0.0f); }),
+                   {20 * 480, {}, true},
+                   ""},
+        refusedAfterJson("missing_file", "/nonexistent/preset.json"),
+        refusedAfterJson("refused_values", writeFile("refused.bin", kZeros.data(), kZeros.size())),
+        refusedAfterJson("broken_json", writeFile("garbage.json", "{\"bands\": [1, 2", 15))),
+    [](const auto& row) { return std::string(row.param.name); });
+
+// Largest step between neighbouring output samples in [from, to).
+float largestStep(const Planar& signal, size_t from, size_t to) {
+  float step = 0.0f;
+  for (const auto& channel : signal) {
+    for (size_t i = from; i < to; ++i) {
+      step = std::max(step, std::abs(channel[i] - channel[i - 1]));
+    }
+  }
+  return step;
+}
+
+// A preset switch makes no click: around it the largest step between
+// samples of a low tone over faint noise is no larger than with either
+// preset settled.
+TEST(Lv2Presets, PresetSwitchMakesNoClick) {
   Planar input = noise(2, 48000, 5);
   for (auto& channel : input) {
     for (size_t i = 0; i < channel.size(); ++i) {
       channel[i] = 0.3f * std::sin(0.0261799f * static_cast<float>(i)) + 0.004f * channel[i]; // 200 Hz
     }
   }
+  Lv2Instance plugin(kStereo, kRate);
+  plugin.activate();
+  const auto sendLoud = [](Lv2Instance& p) { p.sendPresetPath(writeFile("loud.bin", kLoud.data(), kLoud.size())); };
+  const Planar output = runPlugin(plugin, input, blocks(input[0].size(), 480), at(39, sendLoud));
+  const size_t switchAt = 40 * 480;
+  EXPECT_LE(largestStep(output, switchAt - 1024, switchAt + 4096),
+            1.1f * std::max(largestStep(output, 8192, switchAt - 1024), largestStep(output, switchAt + 16384, 48000)));
+}
+
+// A preset loaded through a patch message survives a saved and restored
+// state in a new instance, without its file.
+TEST(Lv2Presets, StateRestoreKeepsThePreset) {
+  const std::string path = writeFile("state_preset.bin", kLoud.data(), kLoud.size());
+  const Planar input = noise(2, 12000, 5);
   const auto pattern = blocks(input[0].size(), 480);
-  constexpr size_t kSwitchBlock = 40;
-
   Lv2Instance first(kStereo, kRate);
-  ASSERT_TRUE(first.valid());
   first.activate();
-  size_t allocations = 0;
-  const Planar switched = runPlugin(
-      first, input, pattern, [&](size_t block) { block == kSwitchBlock - 1 ? first.sendPresetPath(path) : void(); },
-      &allocations);
-  EXPECT_EQ(allocations, 0u);
-  EXPECT_EQ(first.log(), "");
-  // The work runs right after the block that carried the message.
-  EXPECT_EQ(maxDifference(switched, referenceOutput(input, kRate, {{framesBefore(pattern, kSwitchBlock), payload}})),
-            0.0f);
-  const Planar defaultSound = referenceOutput(input, kRate, {});
-  EXPECT_GT(maxDifference(switched, defaultSound), 0.01f) << "the test preset must sound different";
-
-  // The switch makes no click: the largest step between samples around it is
-  // no larger than with either preset settled.
-  const size_t at = kSwitchBlock * 480;
-  const float stepAtSwitch = largestStep(switched, at - 1024, at + 4096);
-  const float stepElsewhere =
-      std::max(largestStep(switched, 8192, at - 1024), largestStep(switched, at + 16384, switched[0].size()));
-  RecordProperty("stepAtSwitch", std::to_string(stepAtSwitch));
-  RecordProperty("stepElsewhere", std::to_string(stepElsewhere));
-  std::printf("preset switch: largest step %.4f near the switch, %.4f elsewhere\n", static_cast<double>(stepAtSwitch),
-              static_cast<double>(stepElsewhere));
-  EXPECT_LE(stepAtSwitch, 1.1f * stepElsewhere);
-
+  first.sendPresetPath(path);
+  runPlugin(first, input, pattern);
   LilvState* state = first.saveState();
   ASSERT_NE(state, nullptr);
   std::filesystem::remove(path); // the saved payload is enough
   Lv2Instance second(kStereo, kRate);
-  ASSERT_TRUE(second.valid());
   second.restoreState(state);
   lilv_state_free(state);
   second.activate();
-  const Planar restored = runPlugin(second, input, pattern);
-  EXPECT_EQ(maxDifference(restored, referenceOutput(input, kRate, {{0, payload}})), 0.0f);
+  EXPECT_EQ(maxDifference(runPlugin(second, input, pattern), referenceOutput(input, kRate, {{0, kLoud}})), 0.0f);
   EXPECT_EQ(second.log(), "");
-}
-
-// Preset value ports edit the preset in force: before activation (hosts
-// without a worker) and while running (through the worker).
-TEST(Lv2Presets, ValuePortsEditThePresetInForce) {
-  const Planar input = noise(2, 24000, 9);
-  const auto pattern = blocks(input[0].size(), 256);
-  vora_preset edited;
-  vora_preset_default(&edited);
-  edited.bands[3].channels[0].gainDb = 6.0f;
-  edited.bands[7].slowFactor = 0.5f;
-
-  for (const bool withWorker : {false, true}) {
-    Lv2Instance plugin(kStereo, kRate, withWorker);
-    ASSERT_TRUE(plugin.valid());
-    ASSERT_TRUE(plugin.setControl("b03_gain_db_l", 6.0f));
-    ASSERT_TRUE(plugin.setControl("b07_slow_factor", 0.5f));
-    plugin.activate();
-    const Planar output = runPlugin(plugin, input, pattern);
-    EXPECT_EQ(maxDifference(output, referenceOutput(input, kRate, {{0, encode(edited)}})), 0.0f)
-        << "worker " << withWorker;
-  }
-
-  Lv2Instance plugin(kStereo, kRate);
-  plugin.activate();
-  const Planar output = runPlugin(plugin, input, pattern, [&](size_t block) {
-    block == 10 ? void(plugin.setControl("b03_gain_db_l", 6.0f)) : void();
-  });
-  vora_preset oneEdit;
-  vora_preset_default(&oneEdit);
-  oneEdit.bands[3].channels[0].gainDb = 6.0f;
-  EXPECT_EQ(maxDifference(output, referenceOutput(input, kRate, {{framesBefore(pattern, 11), encode(oneEdit)}})), 0.0f);
-}
-
-// The host's bypass goes through the library's fade, from run() without
-// allocating.
-TEST(Lv2Presets, HostBypassUsesTheLibrarysFade) {
-  const Planar input = noise(2, 24000, 13);
-  const auto pattern = blocks(input[0].size(), 480);
-  Lv2Instance plugin(kStereo, kRate);
-  ASSERT_TRUE(plugin.valid());
-  plugin.activate();
-  size_t allocations = 0;
-  const Planar output = runPlugin(
-      plugin, input, pattern, [&](size_t block) { block == 20 ? void(plugin.setControl("enabled", 0.0f)) : void(); },
-      &allocations);
-  EXPECT_EQ(allocations, 0u);
-  EXPECT_EQ(maxDifference(output, referenceOutput(input, kRate, {{framesBefore(pattern, 20), {}, true}})), 0.0f);
-}
-
-// A JSON preset loads; a bad file after it leaves it running and says why in
-// the log.
-TEST(Lv2Presets, BadFilesKeepThePreviousPresetAndAreLogged) {
-  const PresetPayload good = encode(testPreset());
-  const std::string json = larkspin_json::toJsonText(testPreset());
-  const std::string goodPath = writeFile("good.json", json.data(), json.size());
-  const PresetPayload zeros{}; // decodes to gains of minus infinity
-  const std::string refusedPath = writeFile("refused.bin", zeros.data(), zeros.size());
-  const std::string garbagePath = writeFile("garbage.json", "{\"bands\": [1, 2", 15);
-  const Planar input = noise(2, 12000, 11);
-  const auto pattern = blocks(input[0].size(), 480);
-
-  for (const std::string& bad : {std::string("/nonexistent/preset.json"), refusedPath, garbagePath}) {
-    Lv2Instance plugin(kStereo, kRate);
-    ASSERT_TRUE(plugin.valid());
-    plugin.activate();
-    const Planar output = runPlugin(plugin, input, pattern, [&](size_t block) {
-      if (block == 0) {
-        plugin.sendPresetPath(goodPath);
-      } else if (block == 5) {
-        plugin.sendPresetPath(bad);
-      }
-    });
-    EXPECT_EQ(maxDifference(output, referenceOutput(input, kRate, {{framesBefore(pattern, 1), good}})), 0.0f) << bad;
-    EXPECT_NE(plugin.log().find("keeping the previous preset"), std::string::npos) << bad;
-    EXPECT_NE(plugin.log().find(bad), std::string::npos) << plugin.log();
-  }
 }
 
 } // namespace

@@ -9,10 +9,15 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <random>
 #include <vector>
 
 namespace larkspin_test {
+
+// The tests load the bundle of this build unless LV2_PATH names another
+// place (an installed bundle); the hosts they start inherit the setting.
+inline const bool kLv2PathSet = setenv("LV2_PATH", LV2_BUNDLE_PARENT, 0) == 0;
 
 using Planar = std::vector<std::vector<float>>;
 using PresetPayload = std::array<unsigned char, VORA_AP_PRESET_PAYLOAD_SIZE>;
@@ -22,36 +27,21 @@ inline Planar noise(int channels, size_t frames, unsigned seed) {
   std::uniform_real_distribution<float> level(-0.5f, 0.5f);
   Planar out(static_cast<size_t>(channels), std::vector<float>(frames));
   for (auto& channel : out) {
-    for (float& x : channel) {
-      x = level(random);
-    }
+    std::generate(channel.begin(), channel.end(), [&] { return level(random); });
   }
   return out;
 }
 
-// Block sizes covering `frames`; pattern 0 is the seeded random one.
+// Block sizes covering `frames`; size 0 gives seeded random sizes from 1 to
+// 5000, some above the plugin's maximum.
 inline std::vector<uint32_t> blocks(size_t frames, uint32_t size) {
   std::vector<uint32_t> out;
   std::mt19937 random(7);
-  std::uniform_int_distribution<uint32_t> any(1, 5000); // some above the plugin's maximum
-  for (size_t done = 0; done < frames;) {
-    const uint32_t n = static_cast<uint32_t>(std::min<size_t>(size == 0 ? any(random) : size, frames - done));
-    out.push_back(n);
-    done += n;
+  std::uniform_int_distribution<uint32_t> any(1, 5000);
+  for (size_t done = 0; done < frames; done += out.back()) {
+    out.push_back(static_cast<uint32_t>(std::min<size_t>(size == 0 ? any(random) : size, frames - done)));
   }
   return out;
-}
-
-// The default preset with louder and quieter bands: audibly not the default.
-inline vora_preset testPreset() {
-  vora_preset preset;
-  vora_preset_default(&preset);
-  for (int b = 0; b < VORA_PRESET_BAND_COUNT; ++b) {
-    for (auto& channel : preset.bands[b].channels) {
-      channel.gainDb = b % 2 == 0 ? 9.0f : -6.0f;
-    }
-  }
-  return preset;
 }
 
 inline PresetPayload encode(const vora_preset& preset) {
@@ -60,55 +50,56 @@ inline PresetPayload encode(const vora_preset& preset) {
   return payload;
 }
 
+// The default preset with some values changed: audibly not the default.
+struct Edit {
+  int band;
+  int channel; // -1 for the per-band slow fields
+  vora_preset_field field;
+  float value;
+};
+inline PresetPayload editedPreset(const std::vector<Edit>& edits) {
+  vora_preset preset;
+  vora_preset_default(&preset);
+  for (const Edit& e : edits) {
+    *vora_preset_value(&preset, e.band, e.channel, e.field) = e.value;
+  }
+  return encode(preset);
+}
+
 struct PresetChange {
   size_t afterFrames; // applied once the host has handed over this many frames
   PresetPayload payload;
   bool bypassInstead = false; // the change is the host's bypass, not a preset
 };
 
-// Frames handed over in the first `count` blocks of `pattern`.
-inline size_t framesBefore(const std::vector<uint32_t>& pattern, size_t count) {
-  size_t frames = 0;
-  for (size_t i = 0; i < count && i < pattern.size(); ++i) {
-    frames += pattern[i];
-  }
-  return frames;
-}
-
 // The plugin feeds the library whole chunks of a quarter of the FFT size and
 // so delays by one chunk more than the library; its output is the same for
 // every host blocking. A preset applied between host blocks takes effect
 // with the first chunk completed after it. The default preset is in force
 // from the start.
-inline Planar referenceOutput(const Planar& input, float sampleRate, const std::vector<PresetChange>& changes,
-                              float intensity = 1.0f) {
-  const int channels = static_cast<int>(input.size());
+inline Planar referenceOutput(const Planar& input, float sampleRate, const std::vector<PresetChange>& changes) {
   vora_band_info bands[VORA_BAND_COUNT];
   const size_t chunk = static_cast<size_t>(vora_preset_band_layout(sampleRate, bands) / 4);
   vora::GenericAudioProcessor processor;
-  processor.setup(sampleRate, static_cast<int>(chunk), channels);
-  processor.setVoraficationIntensity(intensity);
-  vora_preset defaults;
-  vora_preset_default(&defaults);
-  PresetPayload payload = encode(defaults);
-  processor.applyPresetPayload(payload.data());
+  processor.setup(sampleRate, static_cast<int>(chunk), static_cast<int>(input.size()));
+  processor.setVoraficationIntensity(1.0f);
+  processor.applyPresetPayload(editedPreset({}).data());
   const size_t frames = input[0].size();
   Planar output(input.size(), std::vector<float>(frames, 0.0f));
-  std::vector<std::vector<float>> block(input.size(), std::vector<float>(chunk));
+  Planar block(input.size(), std::vector<float>(chunk));
   for (size_t start = 0; start + chunk <= frames; start += chunk) {
-    for (const PresetChange& change : changes) {
+    for (PresetChange change : changes) {
       if (change.afterFrames / chunk == start / chunk) {
-        payload = change.payload;
-        change.bypassInstead ? processor.setBypassed(true) : processor.applyPresetPayload(payload.data());
+        change.bypassInstead ? processor.setBypassed(true) : processor.applyPresetPayload(change.payload.data());
       }
     }
-    float* pointers[2] = {block[0].data(), channels > 1 ? block[1].data() : nullptr};
+    float* pointers[2] = {block[0].data(), block.back().data()};
     for (size_t c = 0; c < input.size(); ++c) {
       std::copy_n(input[c].begin() + static_cast<long>(start), chunk, block[c].begin());
     }
     processor.process(pointers, static_cast<int>(chunk));
+    const size_t n = std::min(chunk, frames - std::min(frames, start + chunk));
     for (size_t c = 0; c < input.size(); ++c) {
-      const size_t n = std::min(chunk, frames - std::min(frames, start + chunk));
       std::copy_n(block[c].begin(), n, output[c].begin() + static_cast<long>(start + chunk));
     }
   }

@@ -3,97 +3,206 @@
 // control port for patch messages.
 #pragma once
 
+#include "port_table.h"
+
 #include <lilv/lilv.h>
 #include <lv2/atom/forge.h>
 #include <lv2/log/log.h>
+#include <lv2/patch/patch.h>
 #include <lv2/urid/urid.h>
 #include <lv2/worker/worker.h>
 
-#include <memory>
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace larkspin_test {
 
-// Loads every bundle on LV2_PATH once per process.
-class Lv2World {
-public:
-  static Lv2World& instance();
-  const LilvPlugin* plugin(const char* uri) const;
-  LilvWorld* world() const { return world_; }
-  LV2_URID_Map* map() { return &map_; }
-  LV2_URID map(const char* uri) { return map_.map(map_.handle, uri); }
+// Every bundle on LV2_PATH, loaded once per process.
+inline LilvWorld* lv2World() {
+  static LilvWorld* world = [] {
+    LilvWorld* w = lilv_world_new();
+    lilv_world_load_all(w);
+    return w;
+  }();
+  return world;
+}
 
-private:
-  Lv2World();
-  static LV2_URID mapUri(LV2_URID_Map_Handle handle, const char* uri);
-  LilvWorld* world_;
-  std::vector<std::string> uris_;
-  LV2_URID_Map map_;
-};
+inline LV2_URID_Map* lv2UridMap() {
+  static std::vector<std::string> uris;
+  static LV2_URID_Map map{&uris, [](LV2_URID_Map_Handle, const char* uri) {
+                            if (std::find(uris.begin(), uris.end(), uri) == uris.end()) {
+                              uris.emplace_back(uri);
+                            }
+                            return static_cast<LV2_URID>(std::find(uris.begin(), uris.end(), uri) - uris.begin() + 1);
+                          }};
+  return &map;
+}
+
+inline LV2_URID lv2Urid(const char* uri) {
+  return lv2UridMap()->map(lv2UridMap()->handle, uri);
+}
 
 class Lv2Instance {
 public:
   // Plugin `uri` at `sampleRate`; `withWorker` false plays a host without one.
-  Lv2Instance(const char* uri, double sampleRate, bool withWorker = true);
-  ~Lv2Instance();
+  // Throws if the plugin cannot be found or instantiated.
+  Lv2Instance(const char* uri, double sampleRate, bool withWorker = true) : atomBuffer_(8192) {
+    LilvNode* uriNode = lilv_new_uri(lv2World(), uri);
+    plugin_ = lilv_plugins_get_by_uri(lilv_world_get_all_plugins(lv2World()), uriNode);
+    lilv_node_free(uriNode);
+    if (plugin_ == nullptr) {
+      throw std::runtime_error(std::string(uri) + " not found: is LV2_PATH set to the built bundle?");
+    }
+    features_ = {{LV2_URID__map, lv2UridMap()}, {LV2_LOG__log, &log_}, {LV2_WORKER__schedule, &schedule_}};
+    featureList_ = {&features_[0], &features_[1], withWorker ? &features_[2] : nullptr, nullptr};
+    work_.reserve(1 << 16);
+    instance_ = lilv_plugin_instantiate(plugin_, sampleRate, featureList_.data());
+    if (instance_ == nullptr) {
+      throw std::runtime_error(std::string(uri) + " refused to instantiate");
+    }
+    worker_ =
+        static_cast<const LV2_Worker_Interface*>(lilv_instance_get_extension_data(instance_, LV2_WORKER__interface));
+    lv2_atom_forge_init(&forge_, lv2UridMap());
+    connectPorts();
+    beginSequence();
+  }
+  ~Lv2Instance() {
+    lilv_instance_deactivate(instance_);
+    lilv_instance_free(instance_);
+  }
   Lv2Instance(const Lv2Instance&) = delete;
   Lv2Instance& operator=(const Lv2Instance&) = delete;
 
-  bool valid() const { return instance_ != nullptr; }
-  int channels() const { return static_cast<int>(inputs_.size()); }
+  int channels() const { return channels_; }
+  float latency() const { return controls_[larkspin_lv2::kLatencyPort]; }
+  // Everything the plugin logged so far.
+  const std::string& log() const { return logText_; }
 
   // Sets a control input port by symbol; false for an unknown symbol.
-  bool setControl(const char* symbol, float value);
-  float latency() const { return latency_; }
+  bool setControl(const char* symbol, float value) {
+    LilvNode* node = lilv_new_string(lv2World(), symbol);
+    const LilvPort* port = lilv_plugin_get_port_by_symbol(plugin_, node);
+    lilv_node_free(node);
+    if (port != nullptr) {
+      controls_[lilv_port_get_index(plugin_, port)] = value;
+    }
+    return port != nullptr;
+  }
 
-  void activate();
+  void activate() { lilv_instance_activate(instance_); }
+
   // Queues a patch:Set of the preset path, delivered with the next block.
-  void sendPresetPath(const std::string& path);
+  void sendPresetPath(const std::string& path) {
+    LV2_Atom_Forge_Frame frame;
+    lv2_atom_forge_frame_time(&forge_, 0);
+    lv2_atom_forge_object(&forge_, &frame, 0, lv2Urid(LV2_PATCH__Set));
+    lv2_atom_forge_key(&forge_, lv2Urid(LV2_PATCH__property));
+    lv2_atom_forge_urid(&forge_, lv2Urid("urn:larkspin:lv2:preset"));
+    lv2_atom_forge_key(&forge_, lv2Urid(LV2_PATCH__value));
+    lv2_atom_forge_path(&forge_, path.c_str(), static_cast<uint32_t>(path.size() + 1));
+    lv2_atom_forge_pop(&forge_, &frame);
+  }
+
   // Runs one block: `in` and `out` hold `channels()` pointers of `frames`
   // samples.
-  void run(const float* const* in, float* const* out, uint32_t frames);
+  void run(const float* const* in, float* const* out, uint32_t frames) {
+    for (int c = 0; c < channels_; ++c) {
+      lilv_instance_connect_port(instance_, larkspin_lv2::audioInputPort(c), const_cast<float*>(in[c]));
+      lilv_instance_connect_port(instance_, larkspin_lv2::audioOutputPort(c), out[c]);
+    }
+    lilv_instance_run(instance_, frames);
+    beginSequence();
+  }
+
   // Runs the work scheduled so far, as a host's worker thread would between
-  // two blocks.
-  void runWork();
+  // two blocks. Each piece of work is stored behind its size.
+  void runWork() {
+    for (size_t at = 0; at < work_.size();) {
+      uint32_t size = 0;
+      std::memcpy(&size, &work_[at], sizeof size);
+      worker_->work(lilv_instance_get_handle(instance_), nullptr, nullptr, size, &work_[at + sizeof size]);
+      at += sizeof size + size;
+    }
+    work_.clear();
+  }
 
-  LilvState* saveState();
-  void restoreState(const LilvState* state);
-
-  // Everything the plugin logged so far.
-  const std::string& log() const { return log_; }
+  LilvState* saveState() {
+    const auto noPortValue = [](const char*, void*, uint32_t* size, uint32_t* type) -> const void* {
+      *size = 0;
+      *type = 0;
+      return nullptr;
+    };
+    return lilv_state_new_from_instance(plugin_, instance_, lv2UridMap(), nullptr, nullptr, nullptr, nullptr,
+                                        noPortValue, nullptr, 0, featureList_.data());
+  }
+  void restoreState(const LilvState* state) {
+    lilv_state_restore(state, instance_, nullptr, nullptr, 0, featureList_.data());
+  }
 
 private:
-  static LV2_Worker_Status schedule(LV2_Worker_Schedule_Handle handle, uint32_t size, const void* data);
-  static int logPrintf(LV2_Log_Handle handle, LV2_URID type, const char* format, ...);
-  static int logVPrintf(LV2_Log_Handle handle, LV2_URID type, const char* format, va_list args);
+  // Ports in the plugin's own order: patch messages, controls with their
+  // defaults (the latency output among them), then the audio ports.
+  void connectPorts() {
+    const uint32_t count = lilv_plugin_get_num_ports(plugin_);
+    controls_.assign(count, 0.0f);
+    lilv_plugin_get_port_ranges_float(plugin_, nullptr, nullptr, controls_.data());
+    lilv_instance_connect_port(instance_, larkspin_lv2::kControlPort, atomBuffer_.data());
+    for (uint32_t i = larkspin_lv2::kControlPort + 1; i < larkspin_lv2::kFirstAudioPort; ++i) {
+      lilv_instance_connect_port(instance_, i, &controls_[i]);
+    }
+    channels_ = static_cast<int>(count - larkspin_lv2::kFirstAudioPort) / 2;
+  }
 
-  const LilvPlugin* plugin_;
+  void beginSequence() {
+    lv2_atom_forge_set_buffer(&forge_, reinterpret_cast<uint8_t*>(atomBuffer_.data()),
+                              atomBuffer_.size() * sizeof(uint64_t));
+    lv2_atom_forge_sequence_head(&forge_, &sequenceFrame_, 0);
+  }
+
+  // Called from run(): appends within the reserved storage, so scheduling
+  // does not allocate.
+  static LV2_Worker_Status schedule(LV2_Worker_Schedule_Handle handle, uint32_t size, const void* data) {
+    auto& work = static_cast<Lv2Instance*>(handle)->work_;
+    if (work.size() + sizeof size + size > work.capacity()) {
+      return LV2_WORKER_ERR_NO_SPACE;
+    }
+    const auto* sizeBytes = reinterpret_cast<const unsigned char*>(&size);
+    work.insert(work.end(), sizeBytes, sizeBytes + sizeof size);
+    work.insert(work.end(), static_cast<const unsigned char*>(data), static_cast<const unsigned char*>(data) + size);
+    return LV2_WORKER_SUCCESS;
+  }
+
+  static int logVPrintf(LV2_Log_Handle handle, LV2_URID, const char* format, va_list args) {
+    char text[1024];
+    const int n = std::vsnprintf(text, sizeof text, format, args); // NOLINT(clang-analyzer-valist.Uninitialized)
+    static_cast<Lv2Instance*>(handle)->logText_ += text;
+    return n;
+  }
+
+  const LilvPlugin* plugin_ = nullptr;
   LilvInstance* instance_ = nullptr;
   const LV2_Worker_Interface* worker_ = nullptr;
-  std::vector<float> controls_;
-  std::vector<uint32_t> inputs_;
-  std::vector<uint32_t> outputs_;
-  float latency_ = -1.0f;
-  uint32_t latencyPort_ = 0;
-  uint32_t controlPort_ = 0;
+  std::vector<float> controls_; // indexed by port; input ports start at their defaults
+  int channels_ = 0;
 
   // Atom buffer of the control port; cleared after every block.
   std::vector<uint64_t> atomBuffer_;
-  LV2_Atom_Forge forge_;
-  LV2_Atom_Forge_Frame sequenceFrame_;
+  LV2_Atom_Forge forge_{};
+  LV2_Atom_Forge_Frame sequenceFrame_{};
 
-  // Work scheduled during a block, in storage reserved up front so that
-  // scheduling does not allocate.
   std::vector<unsigned char> work_;
-  std::vector<uint32_t> workSizes_;
-
-  std::string log_;
-  LV2_Worker_Schedule scheduleFeature_;
-  LV2_Log_Log logFeature_;
-  LV2_Feature features_[3];
+  std::string logText_;
+  LV2_Worker_Schedule schedule_{this, schedule};
+  // The plugin logs through the logger of lv2/log, which calls vprintf only.
+  LV2_Log_Log log_{this, nullptr, logVPrintf};
+  std::vector<LV2_Feature> features_;
   std::vector<const LV2_Feature*> featureList_;
-  void beginSequence();
 };
 
 } // namespace larkspin_test
