@@ -14,8 +14,10 @@ namespace {
 class RealFftTest : public testing::TestWithParam<uint32_t> {};
 
 // Forward error against a double-precision DFT and round-trip error, as
-// relative RMS in dB, on seeded noise and on pure tones (on a bin and
-// between bins). The figures are printed so that backends can be compared.
+// relative RMS in dB, on seeded noise and on pure tones between bins. The
+// DFT comparison pins the packed layout (DC and Nyquist real parts in
+// slots 0 and 1), the sign convention and the unscaled forward transform.
+// The figures are printed so that backends can be compared.
 TEST_P(RealFftTest, AccuracyAgainstDoubleDft) {
   const uint32_t n = GetParam();
   RealFft fft;
@@ -33,8 +35,7 @@ TEST_P(RealFftTest, AccuracyAgainstDoubleDft) {
     const char* name;
     double cyclesPerBlock; // < 0: noise
   };
-  for (const Case& c : {Case{"noise", -1.0}, Case{"tone on bin 17", 17.0}, Case{"tone at 61.3 bins", 61.3},
-                        Case{"tone near N/2", n / 2.0 - 1.7}}) {
+  for (const Case& c : {Case{"noise", -1.0}, Case{"tone at 61.3 bins", 61.3}, Case{"tone near N/2", n / 2.0 - 1.7}}) {
     std::vector<float> input(n), spectrum(n), back(n);
     for (uint32_t i = 0; i < n; ++i) {
       input[i] = c.cyclesPerBlock < 0.0
@@ -75,32 +76,6 @@ TEST(RealFftSizes, RefusesSizesTheEngineNeverUses) {
   RealFft fft;
   for (uint32_t size : {0u, 3u, 100u, 2048u}) {
     EXPECT_FALSE(fft.setup(size)) << size;
-  }
-}
-
-TEST_P(RealFftTest, PackedLayoutAndScale) {
-  const uint32_t n = GetParam();
-  RealFft fft;
-  ASSERT_TRUE(fft.setup(n));
-  // DC 0.25, Nyquist 0.5 and a cosine of amplitude 0.75 in bin 5 (phase 0),
-  // plus a sine of amplitude 0.5 in bin 9.
-  std::vector<float> data(n);
-  for (uint32_t i = 0; i < n; ++i) {
-    const double t = 2.0 * std::numbers::pi * i / n;
-    data[i] = static_cast<float>(0.25 + 0.5 * ((i % 2) ? -1.0 : 1.0) + 0.75 * std::cos(5 * t) + 0.5 * std::sin(9 * t));
-  }
-  fft.forward(data.data(), data.data());
-  const float half = static_cast<float>(n) / 2.0f;
-  EXPECT_NEAR(data[0], 0.25f * static_cast<float>(n), 1e-3f); // unscaled forward
-  EXPECT_NEAR(data[1], 0.5f * static_cast<float>(n), 1e-3f);
-  EXPECT_NEAR(data[2 * 5], 0.75f * half, 1e-3f);
-  EXPECT_NEAR(data[2 * 5 + 1], 0.0f, 1e-3f);
-  EXPECT_NEAR(data[2 * 9], 0.0f, 1e-3f);
-  EXPECT_NEAR(data[2 * 9 + 1], -0.5f * half, 1e-3f);
-  for (uint32_t k = 1; k < n / 2; ++k) {
-    if (k != 5 && k != 9) {
-      EXPECT_NEAR(std::hypot(data[2 * k], data[2 * k + 1]), 0.0f, 1e-3f) << k;
-    }
   }
 }
 
