@@ -87,19 +87,15 @@ TEST(EngineTest, WindowsOverlapAddToOne) {
   }
 }
 
-TEST(EngineTest, LeavesAudioUntouchedUntilSetUpAndGivenAPayload) {
+// Before set-up there is no hop to wait for: the audio passes untouched.
+// (Set up but without a payload, the node tests show the same.)
+TEST(EngineTest, LeavesAudioUntouchedUntilSetUp) {
   PexVorafier engine;
   const std::vector<float> input = tone(1000.0, 640, 0.5);
   std::vector<float> buffer = input;
   engine.processMono(buffer.data(), false, 1.0f);
   EXPECT_EQ(buffer, input);
   EXPECT_EQ(engine.hopSize(), 0u);
-
-  ASSERT_EQ(engine.setup(48000.0f), 64);
-  for (size_t start = 0; start < 640; start += 64) {
-    engine.processMono(buffer.data() + start, false, 1.0f);
-  }
-  EXPECT_EQ(buffer, input);
 }
 
 // Level change of a steady tone, after the start-up, with every controlled
