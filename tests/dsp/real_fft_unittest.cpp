@@ -9,6 +9,7 @@
 #include <memory>
 #include <numbers>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace vora {
@@ -76,8 +77,10 @@ TEST_P(RealFftTest, AccuracyAgainstDoubleDft) {
   expectAccurate(fft, GetParam(), RealFft::backendName());
   auto scalar = std::make_unique<PackedRealFft<Vec4Scalar>>();
   expectAccurate(*scalar, GetParam(), Vec4Scalar::kName);
-  auto native = std::make_unique<PackedRealFft<Vec4Native>>();
-  expectAccurate(*native, GetParam(), Vec4Native::kName);
+  if (std::string(RealFft::backendName()) != "own") { // "own" is the vector path
+    auto native = std::make_unique<PackedRealFft<Vec4Native>>();
+    expectAccurate(*native, GetParam(), Vec4Native::kName);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, RealFftTest, testing::Values(256u, 512u, 1024u));
