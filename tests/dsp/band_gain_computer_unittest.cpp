@@ -7,70 +7,62 @@ namespace {
 
 constexpr float kHopMs = 64.0f / 48.0f; // hop of 64 at 48 kHz
 
-// One band with the slow path off (factor 0) and a -20 dB fast threshold.
-VorafierParameters fastOnly(float ratio) {
+// Band 2 with the slow path off (factor 0) and a band gain of 1.5 dB: a
+// level over the fast threshold is compressed by the ratio, one below it is
+// left alone.
+TEST(BandGainComputerTest, FastGainCompressesOnlyTheExcessOverTheThreshold) {
+  struct Case {
+    float thresholdDb, ratio, bandSum, fastDb;
+  };
+  for (const Case c : {Case{-20.0f, 1.0f, 1.0f, 0.0f},   // compressor off
+                       Case{-20.0f, 0.0f, 1.0f, -20.0f}, // held at the threshold
+                       Case{-20.0f, 0.2f, 1.0f, -16.0f}, // 5:1: 20 dB over becomes 4
+                       Case{0.0f, 0.2f, 0.5f, 0.0f}}) {  // below the threshold
+    VorafierParameters parameters;
+    auto& band = parameters.bands[2];
+    band.fastThresholdDb0 = c.thresholdDb;
+    band.fastRatio0 = c.ratio;
+    band.gainDb0 = 1.5f;
+    SlowGainState state;
+    const float sums[2] = {c.bandSum, 0.0f};
+    const BandGains gains = computeBandGain(2, sums, 1, parameters, kHopMs, state);
+    EXPECT_NEAR(gains.gainDb[0], c.fastDb + 1.5f, 1e-4f) << c.thresholdDb << " dB, ratio " << c.ratio;
+  }
+}
+
+// One band with the fast stage off and a slow path at a -100 dB threshold.
+VorafierParameters slowPath(int bandIndex, float factor, float delayMs, float timeConstantMs) {
   VorafierParameters parameters;
-  auto& band = parameters.bands[2];
-  band.fastThresholdDb0 = -20.0f;
-  band.fastRatio0 = ratio;
-  band.gainDb0 = 1.5f;
+  auto& band = parameters.bands[static_cast<size_t>(bandIndex)];
+  band.fastRatio0 = band.fastRatio1 = 1.0f;
+  band.slowThresholdDb = -100.0f;
+  band.slowFactor = factor;
+  band.slowDelayMs = delayMs;
+  band.slowTimeConstantMs = timeConstantMs;
   return parameters;
 }
 
-class FastRatioTest : public ::testing::TestWithParam<std::pair<float, float>> {};
-
-// A 0 dB band level is 20 dB over the threshold.
-TEST_P(FastRatioTest, GainAboveThreshold) {
-  const auto [ratio, expectedFastDb] = GetParam();
-  SlowGainState state;
-  const float sums[2] = {1.0f, 0.0f};
-  const BandGains gains = computeBandGain(2, sums, 1, fastOnly(ratio), kHopMs, state);
-  EXPECT_NEAR(gains.gainDb[0], expectedFastDb + 1.5f, 1e-4f);
-}
-
-INSTANTIATE_TEST_SUITE_P(Ratios, FastRatioTest,
-                         ::testing::Values(std::pair{1.0f, 0.0f},     // compressor off
-                                           std::pair{0.0f, -20.0f},   // held at the threshold
-                                           std::pair{0.2f, -16.0f})); // 5:1: 20 dB over becomes 4
-
-TEST(BandGainComputerTest, LevelBelowThresholdGetsNoFastGain) {
-  VorafierParameters parameters = fastOnly(0.2f);
-  parameters.bands[2].fastThresholdDb0 = 0.0f;
-  SlowGainState state;
-  const float sums[2] = {0.5f, 0.0f};
-  EXPECT_NEAR(computeBandGain(2, sums, 1, parameters, kHopMs, state).gainDb[0], 1.5f, 1e-6f);
-}
-
-// Feeds one loud hop then silence through a slow path without smoothing and
-// returns the hop at which the resulting slow gain is applied (-1 if never).
-int hopsUntilSlowGainApplies(float delayMs, float hopMs, SlowGainState& state) {
-  VorafierParameters parameters;
-  auto& band = parameters.bands[0];
-  band.fastRatio0 = 1.0f;
-  band.slowThresholdDb = -100.0f;
-  band.slowFactor = 1.0f;
-  band.slowDelayMs = delayMs;
-  band.slowTimeConstantMs = 0.0f; // length 0: the smoother passes its input
-  for (int hop = 0; hop < 400; ++hop) {
-    const float sums[2] = {hop == 0 ? 1.0f : 0.0f, 0.0f};
-    const float gainDb = computeBandGain(0, sums, 1, parameters, hopMs, state).gainDb[0];
-    if (hop > 0 && gainDb != 0.0f) {
-      EXPECT_EQ(gainDb, -100.0f);
-      return hop;
-    }
-  }
-  return -1;
-}
-
+// One loud hop then silence through a slow path without smoothing (a time
+// constant of 0 passes the input): the resulting gain is applied `length`
+// hops later.
 TEST(BandGainComputerTest, SlowGainIsAppliedLengthHopsLater) {
   struct Case {
-    float delayMs;
-    float hopMs;
+    float delayMs, hopMs;
     uint32_t length;
   };
   for (const Case& c : {Case{10.0f, kHopMs, 8u}, Case{0.0f, kHopMs, 1u}, Case{500.0f, 1.28f, 192u}}) {
+    const VorafierParameters parameters = slowPath(0, 1.0f, c.delayMs, 0.0f);
     SlowGainState state;
-    EXPECT_EQ(hopsUntilSlowGainApplies(c.delayMs, c.hopMs, state), static_cast<int>(c.length)) << c.delayMs;
+    int appliedAt = -1;
+    for (int hop = 0; hop < 400 && appliedAt < 0; ++hop) {
+      const float sums[2] = {hop == 0 ? 1.0f : 0.0f, 0.0f};
+      const float gainDb = computeBandGain(0, sums, 1, parameters, c.hopMs, state).gainDb[0];
+      if (hop > 0 && gainDb != 0.0f) {
+        EXPECT_EQ(gainDb, -100.0f);
+        appliedAt = hop;
+      }
+    }
+    EXPECT_EQ(appliedAt, static_cast<int>(c.length)) << c.delayMs;
     EXPECT_EQ(state.length, c.length) << c.delayMs;
   }
 }
@@ -78,15 +70,10 @@ TEST(BandGainComputerTest, SlowGainIsAppliedLengthHopsLater) {
 // The slow gain is shared and follows the mean post-compression level; the
 // fast stage and the band gain stay per channel.
 TEST(BandGainComputerTest, TwoChannelsShareTheSlowGain) {
-  VorafierParameters parameters;
+  VorafierParameters parameters = slowPath(5, 1.0f, 0.0f, 0.0f);
   auto& band = parameters.bands[5];
   band.fastThresholdDb0 = -10.0f;
-  band.fastRatio0 = 0.5f; // 0 dB in, -5 dB out
-  band.fastRatio1 = 1.0f; // -20 dB in and out
-  band.slowThresholdDb = -100.0f;
-  band.slowFactor = 1.0f;
-  band.slowDelayMs = 0.0f;
-  band.slowTimeConstantMs = 0.0f;
+  band.fastRatio0 = 0.5f; // 0 dB in, -5 dB out; channel 1: -20 dB in and out
   band.gainDb0 = 1.0f;
   band.gainDb1 = 2.0f;
   SlowGainState state;
@@ -107,27 +94,17 @@ TEST(BandGainComputerTest, TwoChannelsShareTheSlowGain) {
 // with another time constant. Hop of 64 at 32 kHz: 2 ms.
 TEST(BandGainComputerTest, OneHopAndZeroTimeConstantsPassTheExcessFromTheFirstHop) {
   constexpr float hopMs = 2.0f;
+  const float silence[2] = {0.0f, 0.0f}, loud[2] = {1.0f, 0.0f};
   for (float timeConstantMs : {0.0f, hopMs}) {
     for (bool warmedUp : {false, true}) {
-      VorafierParameters parameters;
-      auto& band = parameters.bands[3];
-      band.fastRatio0 = 1.0f;
-      band.slowThresholdDb = -100.0f;
-      band.slowFactor = 0.5f;
-      band.slowDelayMs = 0.0f;
+      VorafierParameters parameters = slowPath(3, 0.5f, 0.0f, 50.0f);
       SlowGainState state;
-      if (warmedUp) {
-        band.slowTimeConstantMs = 50.0f;
-        const float loud[2] = {1.0f, 0.0f};
-        for (int hop = 0; hop < 20; ++hop) {
-          computeBandGain(3, loud, 1, parameters, hopMs, state);
-        }
+      for (int hop = 0; warmedUp && hop < 20; ++hop) {
+        computeBandGain(3, loud, 1, parameters, hopMs, state);
       }
-      band.slowTimeConstantMs = timeConstantMs;
+      parameters.bands[3].slowTimeConstantMs = timeConstantMs;
       // A 0 dB band at a slow gain S is 100 + S dB over the threshold, so the
       // next hop's slow gain is -(100 + S) / 2.
-      const float silence[2] = {0.0f, 0.0f};
-      const float loud[2] = {1.0f, 0.0f};
       computeBandGain(3, silence, 1, parameters, hopMs, state); // flushes the one-hop line
       float slowDb = computeBandGain(3, loud, 1, parameters, hopMs, state).gainDb[0];
       EXPECT_NEAR(slowDb, 0.0f, 1e-4f);

@@ -20,22 +20,21 @@ void applyPayload(node_pexon& node, const VorafierParameters& parameters) {
   ASSERT_TRUE(node.applyPreset(presetFromPayload(payload.data())));
 }
 
-// Renders `frames` per call through the node; inputs[ch] are the sources.
+// Renders blocks of 256 through the node; channel ch reads source[ch], or
+// the last source when there are fewer.
 std::vector<std::vector<float>> renderNode(node_pexon& node, int inputs, int outputs,
-                                           const std::vector<std::vector<float>>& source, int frames) {
-  const size_t channels = static_cast<size_t>(std::max(inputs, outputs));
+                                           const std::vector<std::vector<float>>& source) {
+  std::vector<std::vector<float>> block(static_cast<size_t>(std::max(inputs, outputs)));
   std::vector<std::vector<float>> result(static_cast<size_t>(outputs));
-  std::vector<std::vector<float>> block(channels, std::vector<float>(static_cast<size_t>(frames)));
-  std::vector<float*> pointers(channels);
+  std::vector<float*> pointers(block.size());
   AudioTimeStamp timeStamp{0, true};
-  for (size_t start = 0; start + static_cast<size_t>(frames) <= source[0].size();
-       start += static_cast<size_t>(frames)) {
-    for (size_t ch = 0; ch < channels; ++ch) {
-      const auto& from = source[std::min(ch, source.size() - 1)];
-      std::copy_n(from.begin() + static_cast<std::ptrdiff_t>(start), frames, block[ch].begin());
+  for (size_t start = 0; start + 256 <= source[0].size(); start += 256) {
+    for (size_t ch = 0; ch < block.size(); ++ch) {
+      const auto from = source[std::min(ch, source.size() - 1)].begin() + static_cast<std::ptrdiff_t>(start);
+      block[ch].assign(from, from + 256);
       pointers[ch] = block[ch].data();
     }
-    node.render(inputs, outputs, frames, pointers.data(), timeStamp);
+    node.render(inputs, outputs, 256, pointers.data(), timeStamp);
     for (size_t ch = 0; ch < result.size(); ++ch) {
       result[ch].insert(result[ch].end(), block[ch].begin(), block[ch].end());
     }
@@ -75,8 +74,8 @@ TEST(NodePexonTest, ChannelConversionsAverageAndDuplicate) {
   node_pexon stereo, down;
   setUpBoosted(stereo, 2, 2);
   setUpBoosted(down, 2, 1);
-  const auto both = renderNode(stereo, 2, 2, {left, right}, 256);
-  const auto mixed = renderNode(down, 2, 1, {left, right}, 256);
+  const auto both = renderNode(stereo, 2, 2, {left, right});
+  const auto mixed = renderNode(down, 2, 1, {left, right});
   for (size_t i = 0; i < mixed[0].size(); ++i) {
     ASSERT_FLOAT_EQ(mixed[0][i], (both[0][i] + both[1][i]) * 0.5f) << i;
   }
@@ -84,8 +83,8 @@ TEST(NodePexonTest, ChannelConversionsAverageAndDuplicate) {
   node_pexon mono, up;
   setUpBoosted(mono, 1, 1);
   setUpBoosted(up, 1, 2);
-  const auto single = renderNode(mono, 1, 1, {left}, 256);
-  const auto duplicated = renderNode(up, 1, 2, {left}, 256);
+  const auto single = renderNode(mono, 1, 1, {left});
+  const auto duplicated = renderNode(up, 1, 2, {left});
   EXPECT_EQ(duplicated[0], single[0]);
   EXPECT_EQ(duplicated[1], single[0]);
 }
@@ -96,10 +95,10 @@ TEST(NodePexonTest, PresetReachesTheEngineAndBypassFadesToDry) {
   ASSERT_TRUE(node.setup(1, 1, 256, 48000.0));
   // No payload yet: the engine leaves the audio alone, and hops of 64
   // divide host blocks of 256, so nothing is delayed either.
-  EXPECT_EQ(renderNode(node, 1, 1, {input}, 256)[0], input);
+  EXPECT_EQ(renderNode(node, 1, 1, {input})[0], input);
   applyPayload(node, larkspin_test::flatParameters(12.0f));
   node.getParameter(ParameterIdentifier::vorafier_bypass, 0, 0)->setValue(1.0f);
-  const std::vector<float> output = renderNode(node, 1, 1, {input}, 256)[0];
+  const std::vector<float> output = renderNode(node, 1, 1, {input})[0];
   const size_t latency = static_cast<size_t>(node.getLatency());
   // Early on the boosted wet signal still dominates; after ten time
   // constants of the 50 ms fade only the delayed dry signal is left.

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <random>
 
 namespace vora {
@@ -33,17 +32,18 @@ void putS16(Bytes& image, std::size_t offset, int value) {
 constexpr std::size_t kGain0 = 1, kGain1 = 27, kFastThreshold0 = 53, kFastRatio0 = 105, kSlowDelay = 131,
                       kSlowThreshold = 144, kSlowFactor = 170, kSlowTimeConstant = 183;
 
+// Bands 0 to 11 carry hand-built values; band 12 stays all zero bytes, which
+// the key turns into zeros again: a zero linear gain is minus infinity dB.
 TEST(PayloadCodecTest, DecodesHandBuiltFields) {
   Bytes image{};
   image[0] = 255;
-  for (std::size_t band = 0; band < 13; ++band) {
+  for (std::size_t band = 0; band < 12; ++band) {
     putS16(image, kGain0 + 2 * band, 128);
     putS16(image, kGain1 + 2 * band, 256);
     putS16(image, kFastThreshold0 + 2 * band, -1280);
     putS16(image, kSlowThreshold + 2 * band, -40 * 128);
     image[kFastRatio0 + band] = 255;
     image[kSlowDelay + band] = static_cast<unsigned char>(band * 19);
-    image[kSlowFactor + band] = 0;
     image[kSlowTimeConstant + band] = 255;
   }
   const Bytes payload = scrambleImage(image);
@@ -54,7 +54,7 @@ TEST(PayloadCodecTest, DecodesHandBuiltFields) {
 
   EXPECT_EQ(payload, untouched);
   EXPECT_EQ(parameters.level, 1.0f);
-  for (std::size_t band = 0; band < 13; ++band) {
+  for (std::size_t band = 0; band < 12; ++band) {
     const VorafierBandRecord& record = parameters.bands[band];
     EXPECT_EQ(record.gainDb0, 0.0f); // odd offset: every value straddles two scrambled pairs
     EXPECT_NEAR(record.gainDb1, 6.0206f, 1e-4f);
@@ -65,31 +65,18 @@ TEST(PayloadCodecTest, DecodesHandBuiltFields) {
     EXPECT_EQ(record.slowFactor, 0.0f);
     EXPECT_EQ(record.slowTimeConstantMs, 255.0f);
   }
-}
-
-TEST(PayloadCodecTest, BytesCancellingTheKeyDecodeToZeros) {
-  Bytes payload{};
-  for (std::size_t i = 0; i < kPresetPayloadSize; i += 2) {
-    payload[i] = 0x29;
-    payload[i + 1] = 0x4E;
-  }
-  VorafierParameters parameters;
-  decodePresetPayload(payload.data(), parameters);
-  EXPECT_EQ(parameters.level, 0.0f);
-  for (const VorafierBandRecord& record : parameters.bands) {
-    EXPECT_TRUE(std::isinf(record.gainDb0) && record.gainDb0 < 0.0f);
-    EXPECT_TRUE(std::isinf(record.gainDb1) && record.gainDb1 < 0.0f);
-    EXPECT_EQ(record.fastThresholdDb1, 0.0f);
-    EXPECT_EQ(record.fastRatio1, 0.0f);
-    EXPECT_EQ(record.slowDelayMs, 0.0f);
-    EXPECT_EQ(record.slowTimeConstantMs, 0.0f);
-  }
+  const VorafierBandRecord& zero = parameters.bands[12];
+  EXPECT_TRUE(std::isinf(zero.gainDb0) && zero.gainDb0 < 0.0f);
+  EXPECT_TRUE(std::isinf(zero.gainDb1) && zero.gainDb1 < 0.0f);
+  EXPECT_EQ(zero.fastThresholdDb1, 0.0f);
+  EXPECT_EQ(zero.fastRatio1, 0.0f);
+  EXPECT_EQ(zero.slowTimeConstantMs, 0.0f);
 }
 
 TEST(PayloadCodecTest, EncodeInvertsDecodeForFiniteRandomPayloads) {
   std::mt19937 random(1234u);
   std::uniform_int_distribution<int> byte(0, 255);
-  for (int trial = 0; trial < 2000; ++trial) {
+  for (int trial = 0; trial < 300; ++trial) {
     Bytes image{};
     for (auto& b : image) {
       b = static_cast<unsigned char>(byte(random));

@@ -35,10 +35,11 @@ std::vector<float> runStereo(PexVorafier& engine, const std::vector<float>& inpu
   return left;
 }
 
-std::vector<float> sine(double frequencyHz, double rate, size_t frames, double amplitude) {
+// A cosine, so that 0 Hz is a constant and half the rate alternates.
+std::vector<float> tone(double frequencyHz, size_t frames, double amplitude) {
   std::vector<float> out(frames);
   for (size_t i = 0; i < frames; ++i) {
-    out[i] = static_cast<float>(amplitude * std::sin(2.0 * std::numbers::pi * frequencyHz * i / rate));
+    out[i] = static_cast<float>(amplitude * std::cos(2.0 * std::numbers::pi * frequencyHz * i / 48000.0));
   }
   return out;
 }
@@ -86,34 +87,41 @@ TEST(EngineTest, WindowsOverlapAddToOne) {
   }
 }
 
-TEST(EngineTest, LeavesAudioUntouchedUntilSetUpAndGivenAPayload) {
+// Before set-up there is no hop to wait for: the audio passes untouched.
+// (Set up but without a payload, the node tests show the same.)
+TEST(EngineTest, LeavesAudioUntouchedUntilSetUp) {
   PexVorafier engine;
-  const std::vector<float> input = sine(1000.0, 48000.0, 640, 0.5);
+  const std::vector<float> input = tone(1000.0, 640, 0.5);
   std::vector<float> buffer = input;
   engine.processMono(buffer.data(), false, 1.0f);
   EXPECT_EQ(buffer, input);
   EXPECT_EQ(engine.hopSize(), 0u);
-
-  ASSERT_EQ(engine.setup(48000.0f), 64);
-  for (size_t start = 0; start < 640; start += 64) {
-    engine.processMono(buffer.data() + start, false, 1.0f);
-  }
-  EXPECT_EQ(buffer, input);
 }
 
-TEST(EngineTest, BandThirteenIsNotControlled) {
-  // An 18 kHz tone lies in the highpass band only: boosting every
-  // controlled band by 20 dB leaves it where it was.
-  const std::vector<float> input = sine(18000.0, 48000.0, 9600, 0.25);
-  PexVorafier flat, boosted;
-  flat.setup(48000.0f);
-  boosted.setup(48000.0f);
-  applyParameters(flat, flatParameters(0.0f));
-  applyParameters(boosted, flatParameters(20.0f));
-  const double flatRms = rms(runStereo(flat, input, false, 1.0f), 4800);
-  const double boostedRms = rms(runStereo(boosted, input, false, 1.0f), 4800);
-  EXPECT_NEAR(20.0 * std::log10(boostedRms / flatRms), 0.0, 0.05);
-  EXPECT_NEAR(20.0 * std::log10(flatRms / rms(input, 4800)), 0.0, 0.1);
+// Level change of a steady tone, after the start-up, with every controlled
+// band at one gain. Band 13 (the highpass above about 16 kHz) is never
+// controlled; the real parts of bins 0 and N/2 skip the band processing
+// (only their leakage into neighbouring bins is attenuated); the quiet-bin
+// floor, which squares the level of bins far below it, covers only the bins
+// from about 500 Hz to about 13.5 kHz.
+TEST(EngineTest, ToneLevelChangeFollowsTheBandsTheToneFalls) {
+  struct Case {
+    double frequencyHz, amplitude;
+    float gainDb;
+    double minimumDb, maximumDb;
+  };
+  for (const Case c :
+       {Case{1000.0, 0.01, 20.0f, 19.0, 21.0}, Case{18000.0, 0.25, 20.0f, -0.1, 0.1}, Case{0.0, 0.1, -42.0f, -7.0, 0.1},
+        Case{24000.0, 0.05, -42.0f, -7.0, 0.1}, Case{200.0, 1e-8, 0.0f, -1.0, 1.0},
+        Case{2000.0, 1e-8, 0.0f, -200.0, -20.0}, Case{18000.0, 1e-8, 0.0f, -1.0, 1.0}}) {
+    PexVorafier engine;
+    engine.setup(48000.0f);
+    applyParameters(engine, flatParameters(c.gainDb));
+    const std::vector<float> input = tone(c.frequencyHz, 9600, c.amplitude);
+    const double changeDb = 20.0 * std::log10(rms(runStereo(engine, input, false, 1.0f), 4800) / rms(input, 4800));
+    EXPECT_GE(changeDb, c.minimumDb) << c.frequencyHz << " Hz at " << c.gainDb << " dB";
+    EXPECT_LE(changeDb, c.maximumDb) << c.frequencyHz << " Hz at " << c.gainDb << " dB";
+  }
 }
 
 TEST(EngineTest, PhaseKeepingRebuildEqualsThePolarForm) {
@@ -150,81 +158,25 @@ TEST(EngineTest, PhaseKeepingRebuildEqualsThePolarForm) {
   }
 }
 
-TEST(EngineTest, DcAndNyquistRealPartsBypassTheBands) {
-  // With every controlled band at its lowest gain, a constant and a
-  // Nyquist-rate square still come through at almost full level: the real
-  // parts of bins 0 and N/2 skip the band processing (only the leakage into
-  // the neighbouring bins is attenuated).
-  PexVorafier engine;
-  engine.setup(48000.0f);
-  applyParameters(engine, flatParameters(-42.0f));
-  std::vector<float> input(4800);
-  for (size_t i = 0; i < input.size(); ++i) {
-    input[i] = 0.1f + ((i % 2) ? -0.05f : 0.05f);
-  }
-  const std::vector<float> output = runStereo(engine, input, false, 1.0f);
-  double mean = 0.0, alternating = 0.0;
-  for (size_t i = 2400; i < 4800; ++i) {
-    mean += output[i];
-    alternating += (i % 2 ? -1.0 : 1.0) * output[i];
-  }
-  mean /= 2400.0;
-  alternating /= 2400.0;
-  EXPECT_GT(mean, 0.1 * 0.45);
-  EXPECT_GT(std::fabs(alternating), 0.05 * 0.45);
-}
-
-// Bins below about 500 Hz and above about 13.5 kHz are exempt from the
-// quiet-bin floor, which squares the level of bins far below it.
-TEST(EngineTest, QuietBinFloorCoversTheMiddleBinsOnly) {
-  struct Case {
-    double frequencyHz;
-    bool floored;
-  };
-  for (const Case c : {Case{200.0, false}, Case{2000.0, true}, Case{18000.0, false}}) {
-    PexVorafier engine;
-    engine.setup(48000.0f);
-    applyParameters(engine, flatParameters(0.0f));
-    const std::vector<float> input = sine(c.frequencyHz, 48000.0, 9600, 1e-8);
-    const double changeDb = 20.0 * std::log10(rms(runStereo(engine, input, false, 1.0f), 4800) / rms(input, 4800));
-    if (c.floored) {
-      EXPECT_LT(changeDb, -20.0) << c.frequencyHz;
-    } else {
-      EXPECT_NEAR(changeDb, 0.0, 1.0) << c.frequencyHz;
-    }
-  }
-}
-
 TEST(EngineTest, MixThresholdsSkipThePaths) {
   PexVorafier engine;
   engine.setup(48000.0f);
   applyParameters(engine, flatParameters(6.0f));
-  std::vector<float> signal = sine(1000.0, 48000.0, 64 * 40, 0.3);
+  std::vector<float> signal = tone(1000.0, 64 * 40, 0.3);
 
-  // A target of 1.0 never feeds the dry FIFO: when the mix then drops to 0
-  // the oldest dry hop is still silence.
+  // A target of 1.0 never feeds the dry FIFO; at or below 0.001 the wet path
+  // is skipped: the output is the undelayed input times m plus the oldest
+  // dry hop (still silence) times 1 - m.
   for (int hop = 0; hop < 30; ++hop) {
     float* channels[2] = {signal.data() + 64 * hop, nullptr};
     engine.processHop(channels, 1.0f, false, true);
   }
-  std::vector<float> block(signal.begin() + 64 * 30, signal.begin() + 64 * 31);
-  float* channels[2] = {block.data(), nullptr};
-  engine.processHop(channels, 0.0f, false, true);
-  for (float x : block) {
-    EXPECT_EQ(x, 0.0f);
-  }
-
-  // At or below 0.001 the wet path is skipped: the output is the undelayed
-  // input times m plus the delayed dry signal times 1 - m.
-  std::vector<float> last(signal.begin() + 64 * 31, signal.begin() + 64 * 32);
-  std::vector<float> expected(64);
-  for (size_t i = 0; i < 64; ++i) {
-    expected[i] = last[i] * 0.001f; // the dry FIFO's oldest hop is still silence
-  }
-  channels[0] = last.data();
+  std::vector<float> last(signal.begin() + 64 * 30, signal.begin() + 64 * 31);
+  const std::vector<float> before = last;
+  float* channels[2] = {last.data(), nullptr};
   engine.processHop(channels, 0.001f, false, true);
   for (size_t i = 0; i < 64; ++i) {
-    EXPECT_FLOAT_EQ(last[i], expected[i]);
+    EXPECT_FLOAT_EQ(last[i], before[i] * 0.001f) << i;
   }
 
   // From 0.999 up the dry path is skipped: the output is the wet signal alone.
@@ -247,7 +199,7 @@ TEST(EngineTest, NonFiniteInputIsTreatedAsSilence) {
   PexVorafier engine;
   engine.setup(48000.0f);
   applyParameters(engine, flatParameters(6.0f));
-  std::vector<float> input = sine(1000.0, 48000.0, 9600, 0.5);
+  std::vector<float> input = tone(1000.0, 9600, 0.5);
   input[1000] = NAN;
   input[2000] = INFINITY;
   input[3000] = -INFINITY;

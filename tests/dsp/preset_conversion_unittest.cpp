@@ -38,7 +38,7 @@ TEST(PresetConversionTest, PayloadBecomesOneHundredThirtyEntriesWithoutTheLevel)
 
 TEST(PresetConversionTest, EncodingThePresetGivesThePayloadBack) {
   std::mt19937 random(77u);
-  for (int trial = 0; trial < 200; ++trial) {
+  for (int trial = 0; trial < 50; ++trial) {
     const Bytes payload = randomPayload(random);
     Bytes encoded{};
     encodePresetPayload(parametersFromPreset(presetFromPayload(payload.data())), encoded.data());

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -54,23 +55,20 @@ TEST(VorafierParametersTest, SetterWritesTheRecordPositionsAndGetterReadsThem) {
       EXPECT_EQ(read[band], valueFor(c.position, band));
     }
   }
-}
 
-TEST(VorafierParametersTest, NegativeChannelWritesBothSlotsOrTheSharedOne) {
-  VorafierParameters parameters;
-  float values[kControlledBandCount];
-  for (int band = 0; band < kControlledBandCount; ++band) {
-    values[band] = -3.0f - static_cast<float>(band);
-  }
-  parameters.set(VorafierKind::Gain, -1, values);
-  parameters.set(VorafierKind::SlowFactor, -1, values);
-  parameters.set(VorafierKind::FastRatio, 0, values); // channel 0 alone leaves channel 1
-  for (int band = 0; band < kControlledBandCount; ++band) {
-    EXPECT_EQ(parameters.bands[static_cast<std::size_t>(band)].gainDb0, values[band]);
-    EXPECT_EQ(parameters.bands[static_cast<std::size_t>(band)].gainDb1, values[band]);
-    EXPECT_EQ(parameters.bands[static_cast<std::size_t>(band)].slowFactor, values[band]);
-    EXPECT_EQ(parameters.bands[static_cast<std::size_t>(band)].fastRatio0, values[band]);
-    EXPECT_EQ(parameters.bands[static_cast<std::size_t>(band)].fastRatio1, 0.0f);
+  // A negative channel writes both slots of a per-channel kind, or the one
+  // slot of a shared kind; channel 0 alone leaves channel 1.
+  float marker[kControlledBandCount];
+  std::fill(marker, marker + kControlledBandCount, -3.0f);
+  parameters.set(VorafierKind::Gain, -1, marker);
+  parameters.set(VorafierKind::SlowFactor, -1, marker);
+  parameters.set(VorafierKind::FastRatio, 0, marker);
+  for (const VorafierBandRecord& band : parameters.bands) {
+    EXPECT_EQ(band.gainDb0, -3.0f);
+    EXPECT_EQ(band.gainDb1, -3.0f);
+    EXPECT_EQ(band.slowFactor, -3.0f);
+    EXPECT_EQ(band.fastRatio0, -3.0f);
+    EXPECT_NE(band.fastRatio1, -3.0f);
   }
 }
 

@@ -52,21 +52,6 @@ TEST(PresetTest, ParameterTableLookUps) {
   EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_fast_ratio, 0, 0), nullptr);
 }
 
-TEST(PresetTest, SnapshotRoundTripsThroughApply) {
-  PresetNode node;
-  DirectOwner owner(node);
-  node.getParameter(ParameterIdentifier::vorafier_gain, 0, 3)->setValue(6.0f);
-  const AudioProcessorPreset snapshot = node.getPreset();
-  EXPECT_EQ(snapshot.parameterCount(), 14u);
-  EXPECT_EQ(snapshot.propertyCount(), 1u);
-  EXPECT_EQ(snapshot.parameters().at("vorafier_gain_0_3"), 6.0f);
-
-  PresetNode other;
-  DirectOwner otherOwner(other);
-  EXPECT_TRUE(other.applyPreset(snapshot));
-  EXPECT_EQ(gain(other, 3), 6.0f);
-}
-
 TEST(PresetTest, EmptyPresetOrNoGraphIsRefused) {
   PresetNode node;
   AudioProcessorPreset preset;
@@ -78,44 +63,51 @@ TEST(PresetTest, EmptyPresetOrNoGraphIsRefused) {
   EXPECT_EQ(gain(node, 0), 0.0f);
 }
 
-TEST(PresetTest, KeysApplyInTextOrderAndRefusedEntriesAreSkipped) {
+// Keys apply in text order; a refused entry is skipped and the answer is
+// presetApplied()'s. The node's snapshot then carries what was applied, and
+// applies whole to another node.
+TEST(PresetTest, KeysApplyInTextOrderAndTheSnapshotRoundTrips) {
   PresetNode node;
   DirectOwner owner(node);
   AudioProcessorPreset preset;
   preset.addParameter(ParameterIdentifier::vorafier_gain, 2.0f, 0, 2);
   preset.addParameter(ParameterIdentifier::vorafier_gain, 10.0f, 0, 10);
   preset.addParameter(ParameterIdentifier::vorafier_gain, 99.0f, 0, 4); // out of range
-  node.appliedResult = true;
   bool result = false;
-  const std::string out = captureStdout([&] { result = node.applyPreset(preset); });
-  EXPECT_TRUE(result); // presetApplied()'s answer, whatever was refused
-  EXPECT_NE(out.find("***** parameter value 99"), std::string::npos);
+  captureStdout([&] { result = node.applyPreset(preset); });
+  EXPECT_TRUE(result);
   EXPECT_EQ(owner.order, (std::vector<std::string>{"vorafier_gain_0_10", "vorafier_gain_0_2", "vorafier_gain_0_4"}));
   EXPECT_EQ(gain(node, 2), 2.0f);
   EXPECT_EQ(gain(node, 10), 10.0f);
   EXPECT_EQ(gain(node, 4), 0.0f);
-
   node.appliedResult = false;
-  EXPECT_FALSE(node.applyPreset(preset));
+  captureStdout([&] { EXPECT_FALSE(node.applyPreset(preset)); });
+
+  const AudioProcessorPreset snapshot = node.getPreset();
+  EXPECT_EQ(snapshot.parameterCount(), 14u);
+  EXPECT_EQ(snapshot.propertyCount(), 1u);
+  PresetNode other;
+  DirectOwner otherOwner(other);
+  EXPECT_TRUE(other.applyPreset(snapshot));
+  EXPECT_EQ(gain(other, 10), 10.0f);
 }
 
 TEST(PresetTest, UnparsableKeysAreSkippedWithOneLineEach) {
   // Built through a snapshot's key space: keys that name no parameter, lack
   // underscores or carry non-numeric indices.
-  AudioProcessorPreset preset;
-  preset.addParameter(ParameterIdentifier::vorafier_gain, 1.0f, 0, 1);
-  const std::vector<std::string> badKeys = {"",
-                                            "gain",
-                                            "vorafier_gain_0",
-                                            "vorafier_gain_x_1",
-                                            "vorafier_gain_0_1b",
-                                            "vorafier_gains_0_1",
-                                            "vorafier_gain_-1_1"};
+  AudioProcessorPreset withBadKeys;
+  withBadKeys.addParameter(ParameterIdentifier::vorafier_gain, 1.0f, 0, 1);
+  const char* const badKeys[] = {"",
+                                 "gain",
+                                 "vorafier_gain_0",
+                                 "vorafier_gain_x_1",
+                                 "vorafier_gain_0_1b",
+                                 "vorafier_gains_0_1",
+                                 "vorafier_gain_-1_1"};
   std::vector<std::string> visited;
-  AudioProcessorPreset withBadKeys = preset;
   // Inject the bad keys through the map the preset exposes for reading.
   auto& parameters = const_cast<std::map<std::string, float>&>(withBadKeys.parameters());
-  for (const auto& key : badKeys) {
+  for (const char* key : badKeys) {
     parameters[key] = 1.0f;
   }
   const std::string out = captureStdout([&] {
@@ -124,7 +116,7 @@ TEST(PresetTest, UnparsableKeysAreSkippedWithOneLineEach) {
     });
   });
   EXPECT_EQ(visited, std::vector<std::string>{"vorafier_gain_0_1"});
-  EXPECT_EQ(static_cast<size_t>(std::count(out.begin(), out.end(), '\n')), badKeys.size());
+  EXPECT_EQ(static_cast<size_t>(std::count(out.begin(), out.end(), '\n')), std::size(badKeys));
   EXPECT_EQ(out.rfind("*****", 0), 0u);
 }
 

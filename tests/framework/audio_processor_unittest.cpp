@@ -45,45 +45,6 @@ std::vector<float> ramp(size_t n) {
   return x;
 }
 
-// Feeds `input` in calls of `frames`; returns the output stream.
-std::vector<float> feed(AudioProcessor& node, const std::vector<float>& input, int frames, int numOutputs = 1,
-                        std::vector<size_t>* leadingZeros = nullptr) {
-  std::vector<float> output;
-  AudioTimeStamp timeStamp{1000, true};
-  std::vector<float> block(static_cast<size_t>(frames));
-  for (size_t start = 0; start + static_cast<size_t>(frames) <= input.size(); start += static_cast<size_t>(frames)) {
-    std::copy(input.begin() + static_cast<std::ptrdiff_t>(start),
-              input.begin() + static_cast<std::ptrdiff_t>(start) + frames, block.begin());
-    float* buffers[1] = {block.data()};
-    node.render(1, numOutputs, frames, buffers, timeStamp);
-    timeStamp.sampleTime += frames;
-    if (leadingZeros != nullptr) {
-      size_t zeros = 0;
-      while (zeros < block.size() && block[zeros] == 0.0f) {
-        ++zeros;
-      }
-      leadingZeros->push_back(zeros);
-    }
-    output.insert(output.end(), block.begin(), block.end());
-  }
-  return output;
-}
-
-// Checks that the non-zero output, in order, is exactly `expected` applied to
-// the input: nothing lost, repeated or reordered around the padding zeros.
-void expectWholeStream(const std::vector<float>& output, const std::vector<float>& input, float gain) {
-  std::vector<float> nonZero;
-  for (float x : output) {
-    if (x != 0.0f) {
-      nonZero.push_back(x);
-    }
-  }
-  ASSERT_GT(nonZero.size(), input.size() * 9 / 10);
-  for (size_t i = 0; i < nonZero.size(); ++i) {
-    ASSERT_EQ(nonZero[i], gain * input[i]) << i;
-  }
-}
-
 struct ReblockingCase {
   int maximumFrames;
   int hostFrames;
@@ -103,17 +64,33 @@ TEST_P(ReblockingTest, KeepsTheStreamWholeBehindLeadingSilence) {
   node.setup(1, 1, c.maximumFrames, 48000.0);
   node.setInternalBlockSize(64);
   node.setBypassed(c.bypassed);
-  const std::vector<float> input = ramp(6400);
-  std::vector<size_t> leadingZeros;
-  const std::vector<float> output = feed(node, input, c.hostFrames, 1, &leadingZeros);
-  expectWholeStream(output, input, c.bypassed ? 1.0f : 2.0f);
-  for (size_t call = 0; call < c.leadingZeros.size(); ++call) {
-    EXPECT_EQ(leadingZeros[call], c.leadingZeros[call]) << call;
+  const float gain = c.bypassed ? 1.0f : 2.0f;
+  AudioTimeStamp timeStamp{1000, true};
+  std::vector<float> block(static_cast<size_t>(c.hostFrames));
+  float nextInput = 1.0f, nextOutput = 1.0f; // the input is a ramp
+  for (size_t call = 0; call < static_cast<size_t>(6400 / c.hostFrames); ++call) {
+    for (float& x : block) {
+      x = nextInput++;
+    }
+    float* buffers[1] = {block.data()};
+    node.render(1, 1, c.hostFrames, buffers, timeStamp);
+    timeStamp.sampleTime += c.hostFrames;
+    size_t zeros = 0;
+    while (zeros < block.size() && block[zeros] == 0.0f) {
+      ++zeros;
+    }
+    if (call < c.leadingZeros.size()) {
+      EXPECT_EQ(zeros, c.leadingZeros[call]) << call;
+    }
+    for (size_t i = zeros; i < block.size(); ++i) {
+      ASSERT_EQ(block[i], gain * nextOutput++) << "call " << call << ", sample " << i;
+    }
   }
+  EXPECT_GT(nextOutput, 6400.0f * 0.9f);
   // The held time stamp starts at the first valid one and advances by blocks.
   EXPECT_EQ(node.blockTimes.size(), c.bypassed ? 0u : 100u);
-  for (size_t block = 0; block < node.blockTimes.size(); ++block) {
-    ASSERT_EQ(node.blockTimes[block], 1000 + 64 * static_cast<int64_t>(block)) << block;
+  for (size_t n = 0; n < node.blockTimes.size(); ++n) {
+    ASSERT_EQ(node.blockTimes[n], 1000 + 64 * static_cast<int64_t>(n)) << n;
   }
 }
 
@@ -191,7 +168,7 @@ TEST(MessageTest, SizeZeroRefusedAndQuarterOfFreeSpaceRule) {
 
 TEST(MessageTest, ConcurrentReaderAndWriterLoseAndCorruptNothing) {
   MessageRing ring(AudioProcessor::kMessageRingBytes);
-  constexpr uint32_t kMessages = 200000;
+  constexpr uint32_t kMessages = 50000;
   std::thread writer([&] {
     unsigned char message[64];
     for (uint32_t n = 0; n < kMessages;) {

@@ -23,16 +23,14 @@ AudioProcessorParameter gainParameter() {
   return parameter;
 }
 
-TEST(IdentifiersTest, NamesAndReverseLookUp) {
+TEST(IdentifiersTest, NamesKeysAndReverseLookUp) {
   EXPECT_EQ(getParameterName(ParameterIdentifier::vorafier_slow_time_constant), "vorafier_slow_time_constant");
   EXPECT_EQ(getPropertyName(PropertyIdentifier::lib_version), "lib_version");
   EXPECT_EQ(findParameterIdentifier("vorafier_slow_time_constant"), ParameterIdentifier::vorafier_slow_time_constant);
   EXPECT_EQ(findParameterIdentifier("vorafier_slow_time"), std::nullopt); // never a prefix
   EXPECT_EQ(findParameterIdentifier("vorafier_gainx"), std::nullopt);
   EXPECT_THROW(getParameterName(static_cast<ParameterIdentifier>(10)), std::out_of_range);
-}
-
-TEST(IdentifiersTest, KeyOfAnUnknownIdentifierIsEmptyWithAMessage) {
+  // The key of an unknown identifier is empty, with a message.
   for (int id : {10, -1}) {
     std::string key = "unchanged";
     const std::string out =
