@@ -43,9 +43,6 @@ TEST(FacadeTest, BeforeSetupEverythingIsRefused) {
   EXPECT_EQ(processor.getVoraficationIntensity(), 0.0f); // the read-back of an absent node
   EXPECT_FALSE(processor.setBypassed(true));
   EXPECT_FALSE(processor.getBypassed());
-  EXPECT_EQ(processor.getTechLevel(), 0);
-  EXPECT_STREQ(processor.getLibVersion(), "");
-  EXPECT_EQ(processor.getProcessingLatency(), 0.0f);
 
   EXPECT_FALSE(processor.setup(48000.0f, 0, 2));
   EXPECT_FALSE(processConstant(processor, 64));
@@ -95,7 +92,6 @@ TEST(FacadeTest, PayloadShortCutsAndSurvivesUpdate) {
   Payload payload = flatPayload(3.0f);
   EXPECT_TRUE(processor.applyPresetPayload(payload.data()));
   EXPECT_EQ(std::memcmp(processor.getCurrentPresetPayload(), payload.data(), payload.size()), 0);
-  EXPECT_TRUE(processor.applyPresetPayload(payload.data())); // the same bytes: short cut
 }
 
 TEST(FacadeTest, TimeStampAdvancesAndDebugRecordFollowsEveryCall) {
@@ -112,9 +108,7 @@ TEST(FacadeTest, TimeStampAdvancesAndDebugRecordFollowsEveryCall) {
   EXPECT_GE(info.timeSpentProcessingMs, 0.0);
 
   EXPECT_FALSE(processor.process(channels, 481));
-  info = processor.getDebugInfo();
-  EXPECT_FALSE(info.processingSuccess);
-  EXPECT_EQ(info.processedNumberFrames, 481.0);
+  EXPECT_FALSE(processor.getDebugInfo().processingSuccess);
 
   // Bad input from a host gets a refusal, never a crash.
   EXPECT_FALSE(processor.process(nullptr, 64));

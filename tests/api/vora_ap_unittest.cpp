@@ -42,19 +42,13 @@ struct ModelControl {
   bool bypassed;
 };
 
-// The global getters answer for the oldest control, or neutrally.
+// The global getters answer for the oldest control, or neutrally. (What a
+// control reports of itself is the facade's, tested there.)
 void expectGettersAgree(const std::vector<ModelControl>& model, int step) {
-  if (model.empty()) {
-    ASSERT_EQ(vora_ap_get_lib_version(), nullptr) << step;
-    ASSERT_EQ(vora_ap_get_tech_level(), 0) << step;
-    ASSERT_EQ(vora_ap_get_vorafication_intensity(), 0.0f) << step;
-    ASSERT_FALSE(vora_ap_get_bypassed()) << step;
-    return;
-  }
-  ASSERT_STREQ(vora_ap_get_lib_version(), "pex-1.5.0-ne10_neon") << step;
-  ASSERT_EQ(vora_ap_get_tech_level(), 4) << step;
-  ASSERT_EQ(vora_ap_get_vorafication_intensity(), model.front().intensity) << step;
-  ASSERT_EQ(vora_ap_get_bypassed(), model.front().bypassed) << step;
+  ASSERT_EQ(vora_ap_get_lib_version() == nullptr, model.empty()) << step;
+  ASSERT_EQ(vora_ap_get_tech_level(), model.empty() ? 0 : 4) << step;
+  ASSERT_EQ(vora_ap_get_vorafication_intensity(), model.empty() ? 0.0f : model.front().intensity) << step;
+  ASSERT_EQ(vora_ap_get_bypassed(), !model.empty() && model.front().bypassed) << step;
 }
 
 // Two hundred creations already walk every path many times over.
@@ -89,7 +83,6 @@ TEST(CInterfaceTest, RegistryUnderChurnAgreesWithItsModel) {
       // An update keeps the control's place and settings.
       vora_ap_control* handle = model[random() % alive].handle;
       ASSERT_TRUE(vora_ap_update(handle, 48000.0f, static_cast<int>(1 + random() % 1024), 1)) << step;
-      ASSERT_EQ(vora_ap_get_processing_latency(handle), 192.0f) << step;
     } else if (action == 8) {
       // Out-of-range values are clamped into [0, 1].
       const float value = std::uniform_real_distribution<float>(-0.5f, 1.5f)(random);
