@@ -36,10 +36,6 @@ TEST(BandReadoutTest, SteadyToneInOneBand) {
   ASSERT_TRUE(vora_ap_apply_preset_payload(payload));
   ASSERT_TRUE(vora_ap_set_vorafication_intensity(1.0f));
   float levels[VORA_AP_BAND_COUNT * 2], gains[VORA_AP_BAND_COUNT * 2];
-  ASSERT_TRUE(vora_ap_get_band_readout(control, levels, gains));
-  EXPECT_LT(levels[0], -700.0f);
-  EXPECT_EQ(gains[0], 0.0f);
-
   std::vector<float> left(kBlock), right(kBlock);
   size_t n = 0;
   for (int block = 0; block < 200; ++block) {

@@ -50,28 +50,20 @@ extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) {
 namespace {
 
 // Runs `blocks` blocks (of up to 1024 frames) of a sine of `amplitude`
-// through `control` and reports what this thread allocated and locked
-// meanwhile. The buffers are static, so that the caller may forbid the heap
-// around it, and keep the last block's output.
+// through `control`; whether every block was accepted. The buffers are
+// static, so that the caller may forbid the heap around it, and keep the
+// last block's output.
 float gLeft[1024], gRight[1024];
-struct Counts {
-  bool processed = true;
-  size_t allocations = 0, locks = 0;
-};
-Counts processSine(vora_ap_control* control, int block, int blocks, float amplitude = 0.3f) {
+bool processSine(vora_ap_control* control, int block, int blocks, float amplitude = 0.3f) {
   float* buffers[2] = {gLeft, gRight};
-  Counts counts;
-  const size_t allocationsBefore = larkspin_test::allocationCount();
-  const size_t locksBefore = tLocks;
+  bool processed = true;
   for (int b = 0; b < blocks; ++b) {
     for (int i = 0; i < block; ++i) {
       gLeft[i] = gRight[i] = amplitude * std::sin(0.05f * float(b * block + i));
     }
-    counts.processed = vora_ap_process(control, buffers, block) && counts.processed;
+    processed = vora_ap_process(control, buffers, block) && processed;
   }
-  counts.allocations = larkspin_test::allocationCount() - allocationsBefore;
-  counts.locks = tLocks - locksBefore;
-  return counts;
+  return processed;
 }
 
 // The counters are per thread: the control thread's conversions allocate,
@@ -86,7 +78,16 @@ TEST_P(RealTimeSafetyTest, ProcessAllocatesNothingAndTakesNoLockWhileSettingsCha
   larkspin_test::Payload payloads[2] = {larkspin_test::flatPayload(6.0f), larkspin_test::flatPayload(-3.0f, 2, 9.0f)};
   ASSERT_TRUE(vora_ap_apply_preset_payload(payloads[0].data()));
   ASSERT_TRUE(vora_ap_set_vorafication_intensity(1.0f));
-  Counts counts = processSine(control, block, 10);
+  // Counted around the blocks only: starting a thread allocates.
+  bool processed = true;
+  size_t allocations = 0, locks = 0;
+  const auto run = [&] {
+    const size_t allocationsBefore = larkspin_test::allocationCount(), locksBefore = tLocks;
+    processed = processSine(control, block, 10) && processed;
+    allocations += larkspin_test::allocationCount() - allocationsBefore;
+    locks += tLocks - locksBefore;
+  };
+  run();
 
   std::atomic<bool> stop{false};
   std::atomic<int> changes{0};
@@ -101,19 +102,20 @@ TEST_P(RealTimeSafetyTest, ProcessAllocatesNothingAndTakesNoLockWhileSettingsCha
   });
   // Blocks until the settings have changed a number of times meanwhile.
   for (int round = 0; round < 2 || changes.load() < 4; ++round) {
-    const Counts some = processSine(control, block, 10);
-    counts = {counts.processed && some.processed, counts.allocations + some.allocations, counts.locks + some.locks};
+    run();
   }
   stop.store(true);
   controlThread.join();
-  EXPECT_TRUE(counts.processed);
-  EXPECT_EQ(counts.allocations, 0u);
-  EXPECT_EQ(counts.locks, 0u);
+  EXPECT_TRUE(processed);
+  EXPECT_EQ(allocations, 0u);
+  EXPECT_EQ(locks, 0u);
   vora_ap_destroy_control(control);
 }
 
+// The smallest and largest transform sizes; a block of one hop, one that no
+// hop divides, and the longest.
 INSTANTIATE_TEST_SUITE_P(RatesChannelsBlocks, RealTimeSafetyTest,
-                         testing::Combine(testing::Values(44100, 48000, 96000, 192000), testing::Values(1, 2),
+                         testing::Combine(testing::Values(44100, 192000), testing::Values(1, 2),
                                           testing::Values(64, 100, 1024)));
 
 TEST(DenormalTest, TinyInputLeavesNoDenormalsAndTheCallersStateIsRestored) {
@@ -125,7 +127,7 @@ TEST(DenormalTest, TinyInputLeavesNoDenormalsAndTheCallersStateIsRestored) {
   const unsigned before = _mm_getcsr();
 #endif
   const int roundingBefore = std::fegetround();
-  EXPECT_TRUE(processSine(control, 256, 100, 1e-39f).processed); // denormal input
+  EXPECT_TRUE(processSine(control, 256, 100, 1e-39f)); // denormal input
   EXPECT_EQ(std::count_if(gLeft, gLeft + 256, [](float x) { return std::fpclassify(x) == FP_SUBNORMAL; }), 0);
 #if defined(__x86_64__)
   EXPECT_EQ(_mm_getcsr(), before);
@@ -163,7 +165,7 @@ TEST(SystemCallTest, ProcessMakesNoSystemCallButTheClock) {
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
       syscall(SYS_exit_group, 3);
     }
-    syscall(SYS_exit_group, processSine(control, 256, 400).processed ? 0 : 2);
+    syscall(SYS_exit_group, processSine(control, 256, 400) ? 0 : 2);
   }
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);

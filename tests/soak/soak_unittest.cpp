@@ -40,23 +40,19 @@ struct Control {
   vora_ap_control* handle = nullptr;
   float rate = 0.0f;
   int maximumFrames = 0, stereo = 0;
-  std::mt19937 signal;   // the control's own input
-  long settleFrames = 0; // frames still to go before the output must sit under the ceiling
+  std::mt19937 signal; // the control's own input
 };
 
 class SoakTest : public testing::Test {
 protected:
   void TearDown() override { destroyAll(); }
 
-  // A random format on `control`, freshly created or updated. The mix follows
-  // its target through a 50 ms smoother; the limiter and the latency add
-  // well under a block: half a second settles any change.
+  // A random format on `control`, freshly created or updated.
   bool setUp(Control& control) {
     static constexpr float kRates[] = {44100.0f, 48000.0f, 48000.0f, 96000.0f};
     control.rate = kRates[random_() % 4];
     control.maximumFrames = kLongestBlock + static_cast<int>(random_() % 1024);
     control.stereo = static_cast<int>(random_() % 2);
-    control.settleFrames = static_cast<long>(control.rate / 2.0f) + kLongestBlock;
     if (control.handle == nullptr) {
       control.handle = vora_ap_create_control(control.rate, control.maximumFrames, control.stereo);
       return control.handle != nullptr;
@@ -65,7 +61,7 @@ protected:
   }
 
   void create() {
-    controls_.push_back({nullptr, 0.0f, 0, 0, std::mt19937(random_()), 0});
+    controls_.push_back({nullptr, 0.0f, 0, 0, std::mt19937(random_())});
     ASSERT_TRUE(setUp(controls_.back()));
     ++creations_;
   }
@@ -84,7 +80,8 @@ protected:
 
   // Feeds the control one block of noise (now and then a burst well above
   // full scale, so that the limiter works); the input stays in input_, the
-  // output comes back in `output`.
+  // output comes back in `output`, finite. (The ceiling under changing
+  // settings is the control-thread stress test's.)
   void runBlock(Control& control, size_t frames, std::vector<float> (&output)[2]) {
     std::uniform_real_distribution<float> noise(-1.0f, 1.0f);
     const float amplitude = control.signal() % 64 == 0 ? 3.0f : 0.2f;
@@ -98,15 +95,11 @@ protected:
     output[1] = input_[1];
     float* channels[2] = {output[0].data(), output[1].data()};
     ASSERT_TRUE(vora_ap_process(control.handle, channels, static_cast<int>(frames)));
-    const bool underCeiling = intensity_ == 1.0f && !bypassed_ && control.settleFrames <= 0;
     for (int ch = 0; ch <= control.stereo; ++ch) {
       for (size_t i = 0; i < frames; ++i) {
-        const float y = output[ch][i];
-        ASSERT_TRUE(std::isfinite(y) && (!underCeiling || std::fabs(y) <= 1.0f)) << i << " of " << ch << ": " << y;
+        ASSERT_TRUE(std::isfinite(output[ch][i])) << i << " of " << ch;
       }
     }
-    ceilingChecks_ += underCeiling ? 1 : 0;
-    control.settleFrames -= static_cast<long>(frames);
   }
 
   // After update, a control runs from a new graph, hence a new dynamics node
@@ -139,13 +132,10 @@ protected:
   std::mt19937 random_{20261123};
   std::vector<Control> controls_;
   std::vector<float> input_[2], output_[2];
-  float intensity_ = 1.0f;
-  bool bypassed_ = false;
   int creations_ = 0, comparisons_ = 0;
-  long ceilingChecks_ = 0;
 };
 
-TEST_F(SoakTest, LongStreamStaysFiniteLimitedAndFlatInMemory) {
+TEST_F(SoakTest, LongStreamStaysFiniteAndFlatInMemory) {
   const char* text = std::getenv("LARKSPIN_SOAK_SECONDS");
   const double seconds = text != nullptr && std::atof(text) > 0.0 ? std::atof(text) : kDefaultSeconds;
   const auto totalFrames = static_cast<size_t>(seconds * kSessionRate);
@@ -181,13 +171,8 @@ TEST_F(SoakTest, LongStreamStaysFiniteLimitedAndFlatInMemory) {
       ASSERT_NO_FATAL_FAILURE(changePayload());
     }
     if (happens(0.5)) {
-      intensity_ = random() % 6 == 0 ? static_cast<float>(chance(random)) : 1.0f;
-      bypassed_ = random() % 3 == 0 ? !bypassed_ : bypassed_;
-      ASSERT_TRUE(vora_ap_set_vorafication_intensity(intensity_));
-      ASSERT_TRUE(vora_ap_set_bypassed(bypassed_));
-      for (Control& control : controls_) {
-        control.settleFrames = static_cast<long>(control.rate / 2.0f) + kLongestBlock;
-      }
+      ASSERT_TRUE(vora_ap_set_vorafication_intensity(random() % 6 == 0 ? static_cast<float>(chance(random)) : 1.0f));
+      ASSERT_TRUE(vora_ap_set_bypassed(random() % 4 == 0));
     }
     // A short run may not draw a comparison by chance: halfway, it gets one.
     if (happens(0.05) || (comparisons_ == 0 && sessionFrames > totalFrames / 2)) {
@@ -200,11 +185,10 @@ TEST_F(SoakTest, LongStreamStaysFiniteLimitedAndFlatInMemory) {
   }
   ASSERT_NO_FATAL_FAILURE(destroyAll());
   const size_t endBytes = residentBytes();
-  std::printf("soak: %.0f s, %d controls created, %d update comparisons, %ld blocks under the ceiling; resident "
-              "without controls %zu KiB at the start, %zu KiB at the end\n",
-              seconds, creations_, comparisons_, ceilingChecks_, baselineBytes / 1024, endBytes / 1024);
+  std::printf("soak: %.0f s, %d controls created, %d update comparisons; resident without controls %zu KiB at the "
+              "start, %zu KiB at the end\n",
+              seconds, creations_, comparisons_, baselineBytes / 1024, endBytes / 1024);
   EXPECT_GT(comparisons_, 0);
-  EXPECT_GT(ceilingChecks_, 0);
 #if !defined(__SANITIZE_ADDRESS__) && !defined(LARKSPIN_SOAK_EMULATED)
   // A control takes about 600 KiB, so leaking one per creation would add
   // tens of MiB here. (Under AddressSanitizer freed memory sits in
