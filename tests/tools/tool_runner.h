@@ -93,25 +93,6 @@ protected:
     return audio;
   }
 
-  // A refusal: the given exit status, one line on standard error that names
-  // the problem, nothing on standard output, and no output file made.
-  void expectRefusal(const std::string& arguments, const std::string& message, const std::string& mustNotExist = "",
-                     int status = 1, const std::string& stdoutTo = "") const {
-    if (!mustNotExist.empty()) {
-      std::filesystem::remove(path(mustNotExist)); // left by an earlier run; a refusal must not make it
-    }
-    const ToolRun result = run(arguments, stdoutTo);
-    SCOPED_TRACE(arguments + "\n" + result.err);
-    EXPECT_EQ(result.status, status);
-    EXPECT_EQ(result.err.rfind("larkspin: error: ", 0), 0u);
-    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1);
-    EXPECT_NE(result.err.find(message), std::string::npos);
-    EXPECT_EQ(result.out, "");
-    if (!mustNotExist.empty()) {
-      EXPECT_FALSE(std::filesystem::exists(path(mustNotExist)));
-    }
-  }
-
   // A sum of sines, each given as (frequency in Hz, amplitude).
   static std::vector<float> tones(int rate, size_t frames, std::initializer_list<std::pair<double, double>> sines) {
     std::vector<float> x(frames);
