@@ -75,7 +75,6 @@ TEST_F(FilesTest, RefusalsSayWhyAndLeaveNoOutput) {
     EXPECT_NE(result.err.find(c.message), std::string::npos);
     EXPECT_TRUE(c.mustNotExist.empty() || !fs::exists(path(c.mustNotExist)));
   }
-  EXPECT_TRUE(fs::is_character_file("/dev/full"));
   const ToolRun version = run("--version");
   EXPECT_EQ(version.status, 0);
   EXPECT_NE(version.out.find("C interface 3.4.0, processing core "), std::string::npos) << version.out;
@@ -107,7 +106,6 @@ TEST_F(FilesTest, LevelsLeaveOutNonFiniteSamples) {
   const auto file =
       nlohmann::json::parse(succeed("process " + path("nan.wav") + " " + path("o.wav") + " --json"))["files"][0];
   EXPECT_EQ(file["nonFiniteInputSamples"], 100);
-  EXPECT_TRUE(file["rmsInDbfs"].is_number());
   EXPECT_GT(file["rmsInDbfs"].get<double>(), -20.0);
 }
 
