@@ -6,15 +6,19 @@
 
 #include "preset_json/preset_json.h"
 
+#include <gmock/gmock.h>
+
 #include <cmath>
 #include <cstring>
 #include <map>
-#include <set>
 
 namespace larkspin_test {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
 
 class ToolTest : public ToolRunner {};
 
@@ -94,22 +98,16 @@ TEST_F(ToolTest, StartingPointsOverridesAndPresetFiles) {
   EXPECT_TRUE(larkspin_json::parse(run("preset decode " + path("set.bin")).out, "decoded").payload == payload);
 
   // Every shipped preset is stored exactly: no refusals, no rounding notes.
-  int shipped = 0;
   for (const auto& entry : fs::directory_iterator(fs::path(LARKSPIN_SOURCE_DIR) / "presets")) {
     const ToolRun encoded = run("preset encode " + entry.path().string() + " " + path("shipped.bin"));
     EXPECT_EQ(encoded.status, 0) << entry.path();
     EXPECT_EQ(encoded.err, "") << entry.path();
-    ++shipped;
   }
-  EXPECT_GE(shipped, 3);
 
-  // Rounding is summarised in one line; encode lists every value.
+  // Rounding is summarised in one line.
   const ToolRun rounded = run("plot --set all.fastRatio=0.3 " + path("bands.svg"));
   ASSERT_EQ(rounded.status, 0) << rounded.err;
   EXPECT_EQ(rounded.err, "larkspin: note: 26 values rounded to the payload's steps; see `larkspin preset encode`\n");
-  std::ofstream(path("rounded.json")) << run("preset default --set all.fastRatio=0.3").out;
-  const ToolRun listed = run("preset encode " + path("rounded.json") + " " + path("rounded.bin"));
-  EXPECT_EQ(std::count(listed.err.begin(), listed.err.end(), '\n'), 26) << listed.err;
 }
 
 // Tags open and close in order; enough to catch a broken writer.
@@ -137,10 +135,6 @@ bool wellFormed(const std::string& xml) {
   return open.empty() && xml.find("<svg") != std::string::npos;
 }
 
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
-
 // The elements named `name` in document order, each as a map of its
 // attributes.
 std::vector<std::map<std::string, std::string>> elements(const std::string& xml, const std::string& name) {
@@ -162,88 +156,66 @@ TEST_F(ToolTest, PicturesAreReadable) {
   ASSERT_EQ(run("plot --rate 48000 " + path("bands.svg")).status, 0);
   const std::string bands = slurp(path("bands.svg"));
   ASSERT_TRUE(wellFormed(bands));
-  // The first panel's fourteen band lines differ in colour or dash.
-  const std::string first = bands.substr(0, bands.find("clipPath id=\"panel1\""));
-  std::set<std::string> styles;
-  int lines = 0;
-  for (auto& polyline : elements(first, "polyline")) {
-    styles.insert(polyline["stroke"] + " " + polyline["stroke-dasharray"]);
-    ++lines;
-  }
-  EXPECT_EQ(lines, 14);
-  EXPECT_EQ(styles.size(), 14u);
-  for (const char* text :
-       {"Band responses", "band weight (dB)", "Combined response at unity gains",
-        "Fixed band gains of the default preset", "gain (dB)", "band 13: no controls", "frequency (Hz)"}) {
-    EXPECT_TRUE(contains(bands, text)) << text;
+  for (const char* text : {"Band responses", "Combined response at unity gains", "band 13: no controls"}) {
+    EXPECT_THAT(bands, HasSubstr(text));
   }
 
   ASSERT_EQ(run("plot --curves --set band2.ch1.fastRatio=0 " + path("curves.svg")).status, 0);
   const std::string curves = slurp(path("curves.svg"));
   EXPECT_TRUE(wellFormed(curves));
-  EXPECT_TRUE(contains(curves, "band 2 ch1") && !contains(curves, "band 3 ch1"));
+  EXPECT_THAT(curves, AllOf(HasSubstr("band 2 ch1"), Not(HasSubstr("band 3 ch1"))));
 
   // The spectrum report says what it shows, and that silence is silence.
   write("quiet.wav", {48000, {std::vector<float>(48000, 0.0f)}});
   succeed("process " + path("quiet.wav") + " " + path("out.wav") + " --intensity 0.5 --report " + path("report.svg"));
   const std::string report = slurp(path("report.svg"));
   EXPECT_TRUE(wellFormed(report));
-  EXPECT_TRUE(contains(report, "quiet.wav, preset the default preset, intensity 0.50")) << report;
-  EXPECT_TRUE(contains(report, "input (silent)") && contains(report, "output (silent)"));
+  EXPECT_THAT(report, HasSubstr("quiet.wav, preset the default preset, intensity 0.50"));
+  EXPECT_THAT(report, AllOf(HasSubstr("input (silent)"), HasSubstr("output (silent)")));
 
   succeed("demo " + path("demo"));
   for (const char* file : {"input.wav", "output.wav", "report.svg", "bands.svg", "curves.svg", "gains.svg"}) {
     EXPECT_TRUE(fs::exists(path(std::string("demo/") + file))) << file;
   }
-  EXPECT_TRUE(wellFormed(slurp(path("demo/report.svg"))) && wellFormed(slurp(path("demo/gains.svg"))));
 }
 
 // The heat map shows what the library's band read-out reports: for a steady
 // tone in band 8, 2:1 above -20 dB, the compressor's gain, and 0 dB elsewhere.
 TEST_F(ToolTest, GainMapShowsTheDynamics) {
   constexpr double kAmplitude = 0.3, kToneHz = 2812.5;
-  const std::vector<float> tone = tones(48000, 48000, {{kToneHz, kAmplitude}});
-  write("tone.wav", {48000, {tone, tone}});
+  synthesize("tone.wav", 48000, 2, "synth 1 sine " + std::to_string(kToneHz) + " vol " + std::to_string(kAmplitude));
   succeed("process " + path("tone.wav") + " " + path("out.wav") + " --preset " + LARKSPIN_SOURCE_DIR +
           "/presets/neutral.json --set all.fastRatio=0.5 --set all.fastThresholdDb=-20 --gains " + path("gains.svg"));
   const std::string map = slurp(path("gains.svg"));
   ASSERT_TRUE(wellFormed(map));
-  EXPECT_TRUE(contains(map, "Band gains over time: tone.wav") && contains(map, "Input level"));
+  EXPECT_THAT(map, AllOf(HasSubstr("Band gains over time: tone.wav"), HasSubstr("Input level")));
   const double expectedDb = (0.5 - 1.0) * (20.0 * std::log10(kAmplitude) + 20.0);
-  // Each row (band and channel) is a sequence of runs; check the one that
+  // Each row (band and channel) is a sequence of runs; take the one that
   // covers 0.7 s, when the tone has long settled.
-  int checked = 0, row = -1;
-  double covering = NAN;
-  const auto finishRow = [&] {
-    if (row == 8 || (row >= 0 && row < 5)) {
-      EXPECT_NEAR(covering, row == 8 ? expectedDb : 0.0, 0.3) << row;
-      ++checked;
-    }
-  };
+  std::vector<std::pair<int, double>> rows; // band, gain in dB
   for (auto& cell : elements(map, "rect")) {
     if (cell.count("data-band") == 0) {
       continue;
     }
     const int band = std::stoi(cell["data-band"]);
-    if (band != row) {
-      finishRow();
-      row = band;
-      covering = NAN;
+    if (rows.empty() || rows.back().first != band) {
+      rows.emplace_back(band, NAN);
     }
     if (std::stod(cell["data-time"]) <= 0.7) {
-      covering = std::stod(cell["data-db"]);
+      rows.back().second = std::stod(cell["data-db"]);
     }
   }
-  finishRow();
-  EXPECT_GE(checked, 12); // each band and channel at least once
+  ASSERT_EQ(rows.size(), 28u); // fourteen bands, two channels
+  for (const auto& [band, gainDb] : rows) {
+    if (band == 8 || band < 5) {
+      EXPECT_NEAR(gainDb, band == 8 ? expectedDb : 0.0, 0.3) << band;
+    }
+  }
 }
 
 // With --resample, a 16 kHz file comes back at 16 kHz with its length, about
 // as loud as the same material processed at 48 kHz.
 TEST_F(ToolTest, ResamplesRatesTheLibraryDoesNotTake) {
-  const auto material = [](int rate) {
-    return tones(rate, static_cast<size_t>(rate), {{440.0, 0.2}, {2500.0, 0.1}, {5000.0, 0.05}});
-  };
   const auto rmsDb = [](const std::vector<float>& x) {
     double sum = 0.0;
     for (size_t i = x.size() / 4; i < x.size() * 3 / 4; ++i) {
@@ -251,8 +223,9 @@ TEST_F(ToolTest, ResamplesRatesTheLibraryDoesNotTake) {
     }
     return 10.0 * std::log10(sum / static_cast<double>(x.size() / 2));
   };
-  write("low.wav", {16000, {material(16000)}});
-  write("high.wav", {48000, {material(48000)}});
+  for (const auto& [name, rate] : {std::pair{"low.wav", 16000}, std::pair{"high.wav", 48000}}) {
+    synthesize(name, rate, 1, "channels 3 synth 1 sine 440 sine 2500 sine 5000 remix 1v0.2,2v0.1,3v0.05");
+  }
   ASSERT_EQ(run("process --resample --align " + path("low.wav") + " " + path("low-out.wav")).status, 0);
   ASSERT_EQ(run("process --align " + path("high.wav") + " " + path("high-out.wav")).status, 0);
   const Audio low = read("low-out.wav"), high = read("high-out.wav");

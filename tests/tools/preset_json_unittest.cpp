@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -46,11 +45,6 @@ TEST(PresetJsonTest, JsonTextAndPayloadRoundTrip) {
   EXPECT_EQ(fromPayload.payload, expected);
   EXPECT_TRUE(fromPayload.roundingNotes.empty());
   EXPECT_EQ(fromPayload.values.bands[6].channels[1].fastRatio, 76.0f / 255.0f);
-
-  const std::string path = ::testing::TempDir() + "preset_json_unittest.json";
-  larkspin_json::writeJsonFile(path, preset);
-  EXPECT_EQ(larkspin_json::readFile(path).payload, expected);
-  std::remove(path.c_str());
 }
 
 TEST(PresetJsonTest, ErrorsAreOneLineNamingWhere) {
@@ -63,13 +57,10 @@ TEST(PresetJsonTest, ErrorsAreOneLineNamingWhere) {
   const std::pair<std::string, std::string> cases[] = {
       {errorOf("{\"bands\": [1, 2"), "preset 'test.json' is neither a 196-byte payload nor valid JSON"},
       {errorOf("[]"), "a JSON preset needs a \"bands\" array of 13 entries"},
-      {edited([](nlohmann::json& j) { j["bands"].erase(12); }), "a JSON preset needs a \"bands\" array of 13 entries"},
       {edited([](nlohmann::json& j) { j["bands"][2]["channels"].erase(1); }),
        "band 2: \"channels\" must hold two entries"},
       {edited([](nlohmann::json& j) { j["bands"][4]["channels"][1].erase("fastRatio"); }),
        "band 4, channel 1, fastRatio: missing or not a number"},
-      {edited([](nlohmann::json& j) { j["bands"][5]["slowFactor"] = "high"; }),
-       "band 5, slowFactor: missing or not a number"},
       {edited([](nlohmann::json& j) {
          j["bands"][1]["channels"][0]["gainDb"] = 50;
          j["bands"][3]["slowThresholdDb"] = 1;
@@ -77,7 +68,6 @@ TEST(PresetJsonTest, ErrorsAreOneLineNamingWhere) {
        "band 1, channel 0, gainDb = 50 is outside the allowed range -42.1443 to 48.1646 (and 1 more refused)"},
       {edited([](nlohmann::json& j) { j["bands"][3]["channels"][0]["gain"] = 3; }),
        "band 3, channel 0: unknown key \"gain\""},
-      {edited([](nlohmann::json& j) { j["bands"][8]["slowfactor"] = 0.1; }), "band 8: unknown key \"slowfactor\""},
       {edited([](nlohmann::json& j) { j["comment"] = "mine"; }), "the preset: unknown key \"comment\""},
       {edited([](nlohmann::json& j) { std::swap(j["bands"][4], j["bands"][5]); }),
        "band 4: the entry at this position says \"band\": 5"},
@@ -85,13 +75,11 @@ TEST(PresetJsonTest, ErrorsAreOneLineNamingWhere) {
        "band 6: highHz = 2000 differs from the fixed band edge 1681.8 Hz"},
       {edited([](nlohmann::json& j) { j["version"] = 2; }), "preset format version 2 is not supported"},
       {edited([](nlohmann::json& j) { j["format"] = "other"; }), "\"format\" is \"other\""},
-      {errorOf(std::string(196, '\0')), "the library refuses the payload 'test.json': band 0, channel 0, "},
   };
   for (const auto& [message, expected] : cases) {
     EXPECT_EQ(message.substr(0, expected.size()), expected);
     EXPECT_EQ(message.find('\n'), std::string::npos) << message;
   }
-  EXPECT_THROW(larkspin_json::readFile(::testing::TempDir() + "no such preset"), PresetError);
 }
 
 } // namespace

@@ -70,9 +70,7 @@ TEST(ToolPicturesTest, UnityGainSumMatchesTheLibrary) {
   vora_preset_default(&neutral);
   for (auto& band : neutral.bands) {
     band.slowFactor = 0.0f;
-    for (auto& channel : band.channels) {
-      channel = {0.0f, 0.0f, 1.0f};
-    }
+    band.channels[0] = band.channels[1] = {0.0f, 0.0f, 1.0f};
   }
   unsigned char payload[VORA_AP_PRESET_PAYLOAD_SIZE];
   ASSERT_EQ(vora_preset_encode(&neutral, payload, nullptr, 0, nullptr), 0);

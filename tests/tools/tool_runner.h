@@ -9,8 +9,6 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <initializer_list>
-#include <numbers>
 #include <random>
 #include <sstream>
 #include <string>
@@ -41,6 +39,13 @@ protected:
   void TearDown() override { std::filesystem::remove_all(dir_); }
 
   std::string path(const std::string& name) const { return (dir_ / name).string(); }
+
+  // Makes an audio file with sox; `synthesis` follows the output file name.
+  void synthesize(const std::string& name, int rate, int channels, const std::string& synthesis) const {
+    const std::string command = "sox -n -r " + std::to_string(rate) + " -c " + std::to_string(channels) +
+                                " -e floating-point -b 32 " + path(name) + " " + synthesis;
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+  }
 
   // `arguments` is a shell fragment; the program's name goes in front.
   // Standard output goes to `stdoutTo`, or else is captured.
@@ -77,52 +82,17 @@ protected:
     file.writef(interleaved.data(), static_cast<sf_count_t>(audio.channels[0].size()));
   }
 
-  // The file's samples and rate; its format goes to `format` when given.
-  Audio read(const std::string& name, int* format = nullptr) const {
+  // The file's samples and rate.
+  Audio read(const std::string& name) const {
     SndfileHandle file(path(name));
     EXPECT_EQ(file.error(), 0) << name;
     std::vector<float> interleaved(static_cast<size_t>(file.frames() * file.channels()));
     file.readf(interleaved.data(), file.frames());
-    if (format != nullptr) {
-      *format = file.format();
-    }
     Audio audio{file.samplerate(), std::vector<std::vector<float>>(static_cast<size_t>(file.channels()))};
     for (size_t i = 0; i < interleaved.size(); ++i) {
       audio.channels[i % audio.channels.size()].push_back(interleaved[i]);
     }
     return audio;
-  }
-
-  // A refusal: the given exit status, one line on standard error that names
-  // the problem, nothing on standard output, and no output file made.
-  void expectRefusal(const std::string& arguments, const std::string& message, const std::string& mustNotExist = "",
-                     int status = 1, const std::string& stdoutTo = "") const {
-    if (!mustNotExist.empty()) {
-      std::filesystem::remove(path(mustNotExist)); // left by an earlier run; a refusal must not make it
-    }
-    const ToolRun result = run(arguments, stdoutTo);
-    SCOPED_TRACE(arguments + "\n" + result.err);
-    EXPECT_EQ(result.status, status);
-    EXPECT_EQ(result.err.rfind("larkspin: error: ", 0), 0u);
-    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1);
-    EXPECT_NE(result.err.find(message), std::string::npos);
-    EXPECT_EQ(result.out, "");
-    if (!mustNotExist.empty()) {
-      EXPECT_FALSE(std::filesystem::exists(path(mustNotExist)));
-    }
-  }
-
-  // A sum of sines, each given as (frequency in Hz, amplitude).
-  static std::vector<float> tones(int rate, size_t frames, std::initializer_list<std::pair<double, double>> sines) {
-    std::vector<float> x(frames);
-    for (size_t i = 0; i < frames; ++i) {
-      double sum = 0.0;
-      for (const auto& [hz, amplitude] : sines) {
-        sum += amplitude * std::sin(2.0 * std::numbers::pi * hz * static_cast<double>(i) / rate);
-      }
-      x[i] = static_cast<float>(sum);
-    }
-    return x;
   }
 
   // Noise on a 16-bit grid, so that both integer and float files hold it

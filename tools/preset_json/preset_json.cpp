@@ -217,12 +217,4 @@ Preset readFile(const std::string& path) {
   return parse(bytes, path);
 }
 
-void writeJsonFile(const std::string& path, const vora_preset& preset) {
-  const std::string text = toJsonText(preset);
-  std::ofstream file(path, std::ios::binary);
-  if (!file.write(text.data(), static_cast<std::streamsize>(text.size())) || !file.flush()) {
-    throw PresetError("cannot write preset '" + path + "'");
-  }
-}
-
 } // namespace larkspin_json

@@ -75,7 +75,4 @@ Preset parse(std::string_view bytes, const std::string& name);
 // Reads a preset file (payload or JSON), as parse().
 Preset readFile(const std::string& path);
 
-// Writes the JSON form of `preset` to `path`; throws PresetError on failure.
-void writeJsonFile(const std::string& path, const vora_preset& preset);
-
 } // namespace larkspin_json
