@@ -14,8 +14,6 @@
 namespace larkspin_test {
 namespace {
 
-const std::string kFfmpeg = std::string(FFMPEG_PATH) + " -hide_banner -loglevel error -y ";
-
 void writeWav(const std::string& path, const Planar& audio) {
   SF_INFO info{0, 48000, 2, SF_FORMAT_WAV | SF_FORMAT_FLOAT, 0, 0};
   SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
@@ -73,8 +71,8 @@ std::string lv2apply(const std::string& in, const std::string& out) {
 // asetnsamples fixes ffmpeg's blocking; ':' in the URI is escaped twice
 // (filter graph, then option list).
 std::string ffmpeg(const std::string& in, const std::string& out) {
-  std::string command =
-      kFfmpeg + "-i " + in + " -af 'asetnsamples=n=480:p=0,lv2=p=urn\\\\\\:larkspin\\\\\\:lv2\\\\\\:stereo:c=";
+  std::string command = std::string(FFMPEG_PATH) + " -hide_banner -loglevel error -y -i " + in +
+                        " -af 'asetnsamples=n=480:p=0,lv2=p=urn\\\\\\:larkspin\\\\\\:lv2\\\\\\:stereo:c=";
   for (const PortSetting& s : kSettings) {
     command += std::string(s.symbol) + "=" + std::to_string(s.edit.value) + (&s == std::end(kSettings) - 1 ? "" : "|");
   }
@@ -98,7 +96,7 @@ TEST_P(Lv2Hosts, FileThroughHostEqualsTheLibrary) {
   for (const PortSetting& s : kSettings) {
     edits.push_back(s.edit);
   }
-  EXPECT_LE(maxDifference(output, referenceOutput(input, 48000.0f, {{0, editedPreset(edits)}})), c.tolerance)
+  EXPECT_LE(maxDifference(output, referenceOutput(input, 48000.0f, {presetAt(0, editedPreset(edits))})), c.tolerance)
       << command;
   EXPECT_GT(maxDifference(output, referenceOutput(input, 48000.0f, {})), 0.01f) << "the preset must reach the plugin";
 }

@@ -1,9 +1,13 @@
 // A small LV2 host on lilv for the plugin's tests: URID map, a worker run on
-// the test's thread between blocks, a log that collects messages, and a
-// control port for patch messages.
+// the test's thread between blocks, a log that collects messages, a control
+// port for patch messages, and state save and restore.
 #pragma once
 
+#include "lv2_reference.h"
 #include "port_table.h"
+#include "support/allocation_counter.h"
+
+#include <gtest/gtest.h>
 
 #include <lilv/lilv.h>
 #include <lv2/atom/forge.h>
@@ -17,6 +21,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -109,19 +114,49 @@ public:
     lv2_atom_forge_pop(&forge_, &frame);
   }
 
-  // Runs one block: `in` and `out` hold `channels()` pointers of `frames`
-  // samples.
-  void run(const float* const* in, float* const* out, uint32_t frames) {
-    for (int c = 0; c < channels_; ++c) {
-      lilv_instance_connect_port(instance_, larkspin_lv2::audioInputPort(c), const_cast<float*>(in[c]));
-      lilv_instance_connect_port(instance_, larkspin_lv2::audioOutputPort(c), out[c]);
+  // Runs `input` through the plugin in blocks of `pattern`, and the work it
+  // scheduled after each block, as a host's worker thread would between two
+  // blocks; `beforeBlock` may send messages or change ports first. Fails the
+  // test if run() allocates.
+  Planar process(const Planar& input, const std::vector<uint32_t>& pattern,
+                 const std::function<void(Lv2Instance&, size_t)>& beforeBlock = {}) {
+    Planar output(input.size(), std::vector<float>(input[0].size()));
+    size_t offset = 0;
+    size_t allocations = 0;
+    for (size_t block = 0; block < pattern.size(); ++block) {
+      if (beforeBlock) {
+        beforeBlock(*this, block);
+      }
+      for (int c = 0; c < channels_; ++c) {
+        const auto channel = static_cast<size_t>(c);
+        lilv_instance_connect_port(instance_, larkspin_lv2::audioInputPort(c),
+                                   const_cast<float*>(input[channel].data() + offset));
+        lilv_instance_connect_port(instance_, larkspin_lv2::audioOutputPort(c), output[channel].data() + offset);
+      }
+      {
+        AllocationScope scope;
+        lilv_instance_run(instance_, pattern[block]);
+        allocations += scope.allocations();
+      }
+      beginSequence();
+      runWork();
+      offset += pattern[block];
     }
-    lilv_instance_run(instance_, frames);
-    beginSequence();
+    EXPECT_EQ(allocations, 0u);
+    return output;
   }
 
-  // Runs the work scheduled so far, as a host's worker thread would between
-  // two blocks. Each piece of work is stored behind its size.
+  // The plugin's own state only: the port values are the host's business.
+  LilvState* saveState() {
+    return lilv_state_new_from_instance(plugin_, instance_, lv2UridMap(), nullptr, nullptr, nullptr, nullptr, nullptr,
+                                        nullptr, 0, featureList_.data());
+  }
+  void restoreState(const LilvState* state) {
+    lilv_state_restore(state, instance_, nullptr, nullptr, 0, featureList_.data());
+  }
+
+private:
+  // Each piece of scheduled work is stored behind its size.
   void runWork() {
     for (size_t at = 0; at < work_.size();) {
       uint32_t size = 0;
@@ -132,20 +167,6 @@ public:
     work_.clear();
   }
 
-  LilvState* saveState() {
-    const auto noPortValue = [](const char*, void*, uint32_t* size, uint32_t* type) -> const void* {
-      *size = 0;
-      *type = 0;
-      return nullptr;
-    };
-    return lilv_state_new_from_instance(plugin_, instance_, lv2UridMap(), nullptr, nullptr, nullptr, nullptr,
-                                        noPortValue, nullptr, 0, featureList_.data());
-  }
-  void restoreState(const LilvState* state) {
-    lilv_state_restore(state, instance_, nullptr, nullptr, 0, featureList_.data());
-  }
-
-private:
   // Ports in the plugin's own order: patch messages, controls with their
   // defaults (the latency output among them), then the audio ports.
   void connectPorts() {
@@ -165,7 +186,7 @@ private:
     lv2_atom_forge_sequence_head(&forge_, &sequenceFrame_, 0);
   }
 
-  // Called from run(): appends within the reserved storage, so scheduling
+  // Called from the plugin's run(): appends within the reserved storage, so scheduling
   // does not allocate.
   static LV2_Worker_Status schedule(LV2_Worker_Schedule_Handle handle, uint32_t size, const void* data) {
     auto& work = static_cast<Lv2Instance*>(handle)->work_;
