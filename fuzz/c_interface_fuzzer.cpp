@@ -1,23 +1,23 @@
 // Sequences of C-interface calls decoded from the input: controls created
 // with any format, destroyed, updated, fed blocks of any length and any
-// sample values, and the global setters with any value. After every call
-// every live control still answers and the registry's getters agree with a
-// model of it. Every input ends by destroying what it created, so inputs do
-// not depend on each other.
+// sample values, and the global setters with any value. Whatever the order,
+// nothing crashes, a block is refused exactly when it must be and then left
+// untouched, finite input gives finite output, and the getters stay in range.
+// Every input ends by destroying what it created, so inputs do not depend on
+// each other.
 #include <larkspin/vora_ap.h>
 
 #include "fuzz_input.h"
 
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <vector>
 
 namespace {
 
 using larkspin_fuzz::FuzzInput;
 
-constexpr int kMaximumControls = 4;
+constexpr size_t kMaximumControls = 4;
 constexpr int kMaximumCalls = 48;
 constexpr int kMaximumFrames = 2048;     // largest block a control is set up for
 constexpr long kFrameBudget = 24 * 1024; // frames processed per input, all controls
@@ -52,37 +52,6 @@ Format anyFormat(FuzzInput& input) {
   return {rate, maximumFrames, input.byte() % 2};
 }
 
-float anyFloat(FuzzInput& input) {
-  using limits = std::numeric_limits<float>;
-  static constexpr float kAwkward[] = {limits::quiet_NaN(), limits::infinity(),   -limits::infinity(),
-                                       limits::max(),       limits::denorm_min(), 1.0e6f};
-  const uint8_t choice = input.byte() % 10;
-  if (choice < 6) {
-    return kAwkward[choice];
-  }
-  return choice == 6 ? static_cast<float>(input.byte()) / 255.0f : input.value<float>();
-}
-
-// Raw values from the input repeated, loud or full-scale noise, or noise
-// with an awkward value now and then.
-void fill(FuzzInput& input, std::vector<float>& samples) {
-  const uint8_t kind = input.byte() % 4;
-  if (kind == 0) {
-    float pattern[16];
-    input.bytes(pattern, sizeof pattern);
-    for (size_t i = 0; i < samples.size(); ++i) {
-      samples[i] = pattern[i % 16];
-    }
-    return;
-  }
-  uint32_t seed = input.value<uint32_t>() | 1u;
-  const float odd = anyFloat(input);
-  for (float& x : samples) {
-    const float noise = larkspin_fuzz::nextNoise(seed) * (kind == 1 ? 1.0e6f : 0.9f);
-    x = kind == 3 && seed % 61 == 0 ? odd : noise;
-  }
-}
-
 class Session {
 public:
   ~Session() {
@@ -94,7 +63,7 @@ public:
   void run(FuzzInput& input) {
     for (int call = 0; call < kMaximumCalls && !input.empty(); ++call) {
       step(input);
-      checkAll();
+      checkGetters();
     }
   }
 
@@ -105,7 +74,7 @@ private:
   }
 
   void step(FuzzInput& input) {
-    switch (input.byte() % 9) {
+    switch (input.byte() % 8) {
     case 0: {
       const Format format = anyFormat(input);
       vora_ap_control* handle = controls_.size() < kMaximumControls
@@ -130,25 +99,17 @@ private:
       process(input);
       break;
     case 5:
-      vora_ap_set_vorafication_intensity(anyFloat(input));
+      vora_ap_set_vorafication_intensity(input.byte() % 2 ? input.awkwardFloat() : input.byte() / 255.0f);
       break;
     case 6:
       vora_ap_set_bypassed(input.byte() % 2 != 0);
       break;
-    case 7: {
+    default: {
       unsigned char payload[VORA_AP_PRESET_PAYLOAD_SIZE];
       input.bytes(payload, sizeof payload);
-      const bool applied = vora_ap_apply_preset_payload(payload);
-      LARKSPIN_FUZZ_CHECK(controls_.empty() ? !applied : true);
+      vora_ap_apply_preset_payload(payload);
       break;
     }
-    default:
-      // The per-handle functions with a null handle do nothing.
-      LARKSPIN_FUZZ_CHECK(!vora_ap_update(nullptr, 48000.0f, 256, 1));
-      LARKSPIN_FUZZ_CHECK(!vora_ap_process(nullptr, nullptr, 16));
-      LARKSPIN_FUZZ_CHECK(vora_ap_get_processing_latency(nullptr) == 0.0f);
-      LARKSPIN_FUZZ_CHECK(vora_ap_destroy_control(nullptr));
-      break;
     }
   }
 
@@ -166,6 +127,7 @@ private:
     }
   }
 
+  // Feeds a block of loud or quiet noise with an awkward value now and then.
   void process(FuzzInput& input) {
     Control* control = pick(input);
     const int frames = input.inRange(-2, 2 * kMaximumFrames);
@@ -176,8 +138,14 @@ private:
     // Always two buffers: a mono control reads only the first.
     float* buffers[2];
     for (int ch = 0; ch < 2; ++ch) {
-      in_[ch].assign(static_cast<size_t>(std::max(frames, 1)), 0.0f);
-      fill(input, in_[ch]);
+      in_[ch].resize(static_cast<size_t>(std::max(frames, 1)));
+      uint32_t seed = input.value<uint32_t>() | 1u;
+      const float scale = input.byte() % 2 == 0 ? 0.9f : 1.0e6f;
+      const float odd = input.awkwardFloat();
+      for (float& x : in_[ch]) {
+        const float noise = larkspin_fuzz::nextNoise(seed) * scale;
+        x = seed % 61 == 0 ? odd : noise;
+      }
       out_[ch] = in_[ch];
       buffers[ch] = out_[ch].data();
     }
@@ -205,30 +173,17 @@ private:
     control->framesFed += ok ? frames : 0;
   }
 
-  // Every live control answers, and the global getters speak for the oldest.
-  void checkAll() {
+  // Whatever was set, every live control reports a usable latency and the
+  // intensity stays a mix ratio.
+  void checkGetters() {
     for (const Control& control : controls_) {
       const float latency = vora_ap_get_processing_latency(control.handle);
       LARKSPIN_FUZZ_CHECK(std::isfinite(latency) && latency >= 0.0f);
-      const vora_ap_debug_info info = vora_ap_get_debug_info(control.handle);
-      LARKSPIN_FUZZ_CHECK(std::isfinite(info.timeSpentProcessingMs) && info.timeSpentProcessingMs >= 0.0);
     }
-    if (controls_.empty()) {
-      LARKSPIN_FUZZ_CHECK(vora_ap_get_lib_version() == nullptr);
-      LARKSPIN_FUZZ_CHECK(vora_ap_get_tech_level() == 0);
-      LARKSPIN_FUZZ_CHECK(vora_ap_get_vorafication_intensity() == 0.0f);
-      LARKSPIN_FUZZ_CHECK(!vora_ap_get_bypassed());
-      return;
-    }
-    const float intensity = vora_ap_get_vorafication_intensity();
     // NaN passes the clamp unchanged and is refused by the node's range
     // check, whose read-back then restores the previous value.
+    const float intensity = vora_ap_get_vorafication_intensity();
     LARKSPIN_FUZZ_CHECK(intensity >= 0.0f && intensity <= 1.0f);
-    if (controls_.front().setUp) {
-      LARKSPIN_FUZZ_CHECK(vora_ap_get_tech_level() == 4);
-      const char* version = vora_ap_get_lib_version();
-      LARKSPIN_FUZZ_CHECK(version != nullptr && std::strcmp(version, "pex-1.5.0-ne10_neon") == 0);
-    }
   }
 
   std::vector<Control> controls_;

@@ -12,10 +12,10 @@
 namespace {
 
 // Mostly values inside the field's range, so that encoding is reached;
-// sometimes any float at all.
+// sometimes an awkward one.
 float valueFor(larkspin_fuzz::FuzzInput& input, float minimum, float maximum) {
   if (input.byte() % 8 == 0) {
-    return input.value<float>();
+    return input.awkwardFloat();
   }
   return minimum + (maximum - minimum) * static_cast<float>(input.value<uint16_t>()) / 65535.0f;
 }
