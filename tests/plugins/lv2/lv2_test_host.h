@@ -16,12 +16,12 @@
 #include <lv2/urid/urid.h>
 #include <lv2/worker/worker.h>
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -39,12 +39,9 @@ inline LilvWorld* lv2World() {
 }
 
 inline LV2_URID_Map* lv2UridMap() {
-  static std::vector<std::string> uris;
+  static std::map<std::string, LV2_URID> uris;
   static LV2_URID_Map map{&uris, [](LV2_URID_Map_Handle, const char* uri) {
-                            if (std::find(uris.begin(), uris.end(), uri) == uris.end()) {
-                              uris.emplace_back(uri);
-                            }
-                            return static_cast<LV2_URID>(std::find(uris.begin(), uris.end(), uri) - uris.begin() + 1);
+                            return uris.emplace(uri, static_cast<LV2_URID>(uris.size() + 1)).first->second;
                           }};
   return &map;
 }
@@ -61,15 +58,12 @@ public:
     LilvNode* uriNode = lilv_new_uri(lv2World(), uri);
     plugin_ = lilv_plugins_get_by_uri(lilv_world_get_all_plugins(lv2World()), uriNode);
     lilv_node_free(uriNode);
-    if (plugin_ == nullptr) {
-      throw std::runtime_error(std::string(uri) + " not found: is LV2_PATH set to the built bundle?");
-    }
     features_ = {{LV2_URID__map, lv2UridMap()}, {LV2_LOG__log, &log_}, {LV2_WORKER__schedule, &schedule_}};
     featureList_ = {&features_[0], &features_[1], withWorker ? &features_[2] : nullptr, nullptr};
     work_.reserve(1 << 16);
-    instance_ = lilv_plugin_instantiate(plugin_, sampleRate, featureList_.data());
+    instance_ = plugin_ == nullptr ? nullptr : lilv_plugin_instantiate(plugin_, sampleRate, featureList_.data());
     if (instance_ == nullptr) {
-      throw std::runtime_error(std::string(uri) + " refused to instantiate");
+      throw std::runtime_error(std::string(uri) + " not found or refused: is LV2_PATH set to the built bundle?");
     }
     worker_ =
         static_cast<const LV2_Worker_Interface*>(lilv_instance_get_extension_data(instance_, LV2_WORKER__interface));
