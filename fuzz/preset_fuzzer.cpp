@@ -1,6 +1,7 @@
-// Any preset through the public preset functions. Checking never fails and
-// reports in order; a preset that encodes comes back in range, encodes again
-// without a single issue, and holds what the rounding notes said it would.
+// Presets of any values through the public preset functions. Checking never
+// fails and reports in order; a preset that encodes comes back in range,
+// encodes again without a single issue, and holds what the rounding notes
+// said it would.
 #include <larkspin/vora_preset.h>
 
 #include "fuzz_input.h"
@@ -8,37 +9,21 @@
 #include <cmath>
 #include <cstring>
 
-namespace {
-
-// Mostly values inside the field's range, so that encoding is reached;
-// sometimes an awkward one.
-float valueFor(larkspin_fuzz::FuzzInput& input, float minimum, float maximum) {
-  if (input.byte() % 8 == 0) {
-    return input.awkwardFloat();
-  }
-  return minimum + (maximum - minimum) * static_cast<float>(input.value<uint16_t>()) / 65535.0f;
-}
-
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   larkspin_fuzz::FuzzInput input(data, size);
+  // The default with a few values changed: mostly scaled defaults off the
+  // stored grid, so that encoding is reached with rounding to note; now and
+  // then any value or an awkward one.
   vora_preset preset;
-  std::memset(&preset, 0, sizeof preset);
-  const float ranges[VORA_PRESET_FIELD_COUNT][2] = {{VORA_PRESET_GAIN_DB_MIN, VORA_PRESET_GAIN_DB_MAX},
-                                                    {VORA_PRESET_THRESHOLD_DB_MIN, VORA_PRESET_THRESHOLD_DB_MAX},
-                                                    {0.0f, 1.0f},
-                                                    {VORA_PRESET_THRESHOLD_DB_MIN, VORA_PRESET_THRESHOLD_DB_MAX},
-                                                    {0.0f, 1.0f},
-                                                    {0.0f, VORA_PRESET_TIME_MS_MAX},
-                                                    {0.0f, VORA_PRESET_TIME_MS_MAX}};
-  for (int band = 0; band < VORA_PRESET_BAND_COUNT; ++band) {
-    for (int channel = 0; channel < VORA_PRESET_CHANNEL_COUNT; ++channel) {
-      for (int f = 0; f < VORA_PRESET_FIELD_COUNT; ++f) {
-        const auto field = static_cast<vora_preset_field>(f);
-        *vora_preset_value(&preset, band, channel, field) = valueFor(input, ranges[f][0], ranges[f][1]);
-      }
-    }
+  vora_preset_default(&preset);
+  for (int edits = input.inRange(0, 8); edits > 0; --edits) {
+    const int band = input.byte() % VORA_PRESET_BAND_COUNT;
+    const int channel = input.byte() % VORA_PRESET_CHANNEL_COUNT;
+    const auto field = static_cast<vora_preset_field>(input.byte() % VORA_PRESET_FIELD_COUNT);
+    float& value = *vora_preset_value(&preset, band, channel, field);
+    const uint8_t choice = input.byte() % 4;
+    value = choice < 2 ? value + input.value<int8_t>() / 10.0f
+                       : (choice == 2 ? input.value<int16_t>() / 10.0f : input.awkwardFloat());
   }
 
   vora_preset_issue issues[130]; // 13 bands of 2 x 3 + 4 values

@@ -105,14 +105,13 @@ inline Planar referenceOutput(Planar signal, float sampleRate, const std::vector
   return signal;
 }
 
-inline float maxDifference(const Planar& a, const Planar& b) {
-  float worst = a.size() == b.size() ? 0.0f : INFINITY;
-  for (size_t c = 0; c < a.size() && c < b.size(); ++c) {
-    if (a[c].size() != b[c].size()) {
-      return INFINITY;
-    }
-    for (size_t i = 0; i < a[c].size(); ++i) {
-      worst = std::max(worst, std::abs(a[c][i] - b[c][i]));
+// Largest difference of `actual` from `expected`; throws if `actual` is
+// short of a channel or a sample.
+inline float maxDifference(const Planar& actual, const Planar& expected) {
+  float worst = 0.0f;
+  for (size_t c = 0; c < expected.size(); ++c) {
+    for (size_t i = 0; i < expected[c].size(); ++i) {
+      worst = std::max(worst, std::abs(actual.at(c).at(i) - expected[c][i]));
     }
   }
   return worst;

@@ -83,15 +83,13 @@ public:
   // Everything the plugin logged so far.
   const std::string& log() const { return logText_; }
 
-  // Sets a control input port by symbol; false for an unknown symbol.
-  bool setControl(const char* symbol, float value) {
+  // Sets a control input port by symbol; an unknown symbol is ignored.
+  void setControl(const char* symbol, float value) {
     LilvNode* node = lilv_new_string(lv2World(), symbol);
-    const LilvPort* port = lilv_plugin_get_port_by_symbol(plugin_, node);
-    lilv_node_free(node);
-    if (port != nullptr) {
+    if (const LilvPort* port = lilv_plugin_get_port_by_symbol(plugin_, node)) {
       controls_[lilv_port_get_index(plugin_, port)] = value;
     }
-    return port != nullptr;
+    lilv_node_free(node);
   }
 
   void activate() { lilv_instance_activate(instance_); }
