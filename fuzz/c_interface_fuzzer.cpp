@@ -24,7 +24,6 @@ constexpr int kMaximumFrames = 2048;     // largest block a control is set up fo
 constexpr long kFrameBudget = 24 * 1024; // frames processed per input, all controls
 
 constexpr int64_t kLargestHop = 256; // a quarter of the largest FFT
-constexpr int64_t kNever = -(int64_t{1} << 40);
 
 struct Control {
   vora_ap_control* handle = nullptr;
@@ -32,7 +31,7 @@ struct Control {
   int channels = 0;
   bool setUp = true; // false after a refused update
   int64_t framesFed = 0;
-  int64_t lastNonFiniteInput[2] = {kNever, kNever};
+  int64_t lastNonFiniteInput[2] = {-kLargestHop, -kLargestHop}; // none within a hop of the start
 };
 
 // A format as a host may ask for one; read in full whether used or not.
@@ -108,8 +107,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   long budget = kFrameBudget;
   for (int call = 0; call < kMaximumCalls && !input.empty(); ++call) {
     const int operation = input.byte() % 8;
-    const uint8_t index = input.byte();
-    Control* control = controls.empty() ? nullptr : &controls[index % controls.size()];
+    Control* control = controls.empty() ? nullptr : &controls[input.byte() % controls.size()];
     if (operation == 0 && controls.size() < kMaximumControls) {
       const Format format = anyFormat(input);
       if (vora_ap_control* handle = vora_ap_create_control(format.rate, format.maximumFrames, format.stereo)) {

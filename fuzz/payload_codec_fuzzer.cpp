@@ -14,19 +14,15 @@ namespace {
 
 constexpr size_t kFloatCount = sizeof(VorafierParameters) / sizeof(float);
 
-VorafierParameters decode(const unsigned char* payload) {
-  VorafierParameters parameters;
-  vora::decodePresetPayload(payload, parameters);
-  return parameters;
-}
-
 // Decodes `payload`, then checks that encode-and-decode keeps every finite
 // value of the result.
 void checkRoundTrip(const unsigned char* payload) {
-  const VorafierParameters first = decode(payload);
+  VorafierParameters first;
+  vora::decodePresetPayload(payload, first);
   unsigned char encoded[kPresetPayloadSize];
   vora::encodePresetPayload(first, encoded);
-  const VorafierParameters second = decode(encoded);
+  VorafierParameters second;
+  vora::decodePresetPayload(encoded, second);
   const auto* a = reinterpret_cast<const float*>(&first);
   const auto* b = reinterpret_cast<const float*>(&second);
   for (size_t i = 0; i < kFloatCount; ++i) {

@@ -33,18 +33,6 @@ inline Planar noise(int channels, size_t frames, unsigned seed) {
   return out;
 }
 
-// Block sizes covering `frames`; size 0 gives seeded random sizes from 1 to
-// 5000, some above the plugin's maximum.
-inline std::vector<uint32_t> blocks(size_t frames, uint32_t size) {
-  std::vector<uint32_t> out;
-  std::mt19937 random(7);
-  std::uniform_int_distribution<uint32_t> any(1, 5000);
-  for (size_t done = 0; done < frames; done += out.back()) {
-    out.push_back(static_cast<uint32_t>(std::min<size_t>(size == 0 ? any(random) : size, frames - done)));
-  }
-  return out;
-}
-
 // The default preset with some values changed: audibly not the default.
 struct Edit {
   int band;

@@ -16,12 +16,13 @@
 #include <lv2/urid/urid.h>
 #include <lv2/worker/worker.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <map>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -106,16 +107,20 @@ public:
     lv2_atom_forge_pop(&forge_, &frame);
   }
 
-  // Runs `input` through the plugin in blocks of `pattern`, and the work it
-  // scheduled after each block, as a host's worker thread would between two
-  // blocks; `beforeBlock` may send messages or change ports first. Fails the
-  // test if run() allocates.
-  Planar process(const Planar& input, const std::vector<uint32_t>& pattern,
+  // Runs `input` through the plugin in blocks of `blockFrames` (0: seeded
+  // random sizes from 1 to 5000, some above the plugin's maximum), and the
+  // work it scheduled after each block, as a host's worker thread would
+  // between two blocks; `beforeBlock` may send messages or change ports
+  // first. Fails the test if run() allocates.
+  Planar process(const Planar& input, uint32_t blockFrames,
                  const std::function<void(Lv2Instance&, size_t)>& beforeBlock = {}) {
     Planar output(input.size(), std::vector<float>(input[0].size()));
-    size_t offset = 0;
+    std::mt19937 random(7);
+    std::uniform_int_distribution<uint32_t> anySize(1, 5000);
     size_t allocations = 0;
-    for (size_t block = 0; block < pattern.size(); ++block) {
+    for (size_t block = 0, offset = 0; offset < input[0].size(); ++block) {
+      const auto frames = static_cast<uint32_t>(
+          std::min<size_t>(blockFrames == 0 ? anySize(random) : blockFrames, input[0].size() - offset));
       if (beforeBlock) {
         beforeBlock(*this, block);
       }
@@ -127,12 +132,12 @@ public:
       }
       {
         AllocationScope scope;
-        lilv_instance_run(instance_, pattern[block]);
+        lilv_instance_run(instance_, frames);
         allocations += scope.allocations();
       }
       beginSequence();
       runWork();
-      offset += pattern[block];
+      offset += frames;
     }
     EXPECT_EQ(allocations, 0u);
     return output;
