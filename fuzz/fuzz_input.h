@@ -1,15 +1,17 @@
-// What every fuzz target shares: typed values read off the front of the
-// input (once the bytes run out every read yields zero, so a target never
-// reads past its input), a check that holds in every build type, and a
+// What every fuzz target shares: typed and awkward values read off the front
+// of the input (once the bytes run out every read yields zero, so a target
+// never reads past its input), a check that holds in every build type, and a
 // cheap noise source.
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <string>
 
 // Reports the failed condition and aborts, which libFuzzer records as a
@@ -52,6 +54,13 @@ public:
   int inRange(int low, int high) {
     const auto span = static_cast<uint32_t>(high - low) + 1u;
     return low + static_cast<int>(value<uint32_t>() % span);
+  }
+
+  // Often a value that breaks careless arithmetic, otherwise any float.
+  float awkwardFloat() {
+    static constexpr float kAwkward[] = {NAN, INFINITY, -INFINITY, 3.4e38f, 1.0e-45f, 1.0e6f};
+    const uint8_t choice = byte() % 8;
+    return choice < std::size(kAwkward) ? kAwkward[choice] : value<float>();
   }
 
   std::string text(size_t maximumLength) {

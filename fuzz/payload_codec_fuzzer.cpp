@@ -1,5 +1,4 @@
-// Any 196 bytes decode without touching the caller's bytes; re-encoding the
-// decoded record and decoding again gives back every finite value exactly.
+// Any 196 bytes decode; re-encoding the decoded record and decoding again gives back every finite value exactly.
 // Bytes beyond the payload are taken as a raw parameter record (NaN,
 // infinities, huge values): encoding copes with any float, and what it
 // writes passes the same round trip.
@@ -7,7 +6,6 @@
 #include "fuzz_input.h"
 
 #include <cmath>
-#include <cstring>
 
 using vora::kPresetPayloadSize;
 using vora::VorafierParameters;
@@ -16,19 +14,15 @@ namespace {
 
 constexpr size_t kFloatCount = sizeof(VorafierParameters) / sizeof(float);
 
-VorafierParameters decode(const unsigned char* payload) {
-  VorafierParameters parameters;
-  vora::decodePresetPayload(payload, parameters);
-  return parameters;
-}
-
 // Decodes `payload`, then checks that encode-and-decode keeps every finite
 // value of the result.
 void checkRoundTrip(const unsigned char* payload) {
-  const VorafierParameters first = decode(payload);
+  VorafierParameters first;
+  vora::decodePresetPayload(payload, first);
   unsigned char encoded[kPresetPayloadSize];
   vora::encodePresetPayload(first, encoded);
-  const VorafierParameters second = decode(encoded);
+  VorafierParameters second;
+  vora::decodePresetPayload(encoded, second);
   const auto* a = reinterpret_cast<const float*>(&first);
   const auto* b = reinterpret_cast<const float*>(&second);
   for (size_t i = 0; i < kFloatCount; ++i) {
@@ -42,10 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   larkspin_fuzz::FuzzInput input(data, size);
   unsigned char payload[kPresetPayloadSize];
   input.bytes(payload, sizeof payload);
-  unsigned char callerCopy[kPresetPayloadSize];
-  std::memcpy(callerCopy, payload, sizeof payload);
   checkRoundTrip(payload);
-  LARKSPIN_FUZZ_CHECK(std::memcmp(payload, callerCopy, sizeof payload) == 0);
 
   if (!input.empty()) {
     VorafierParameters arbitrary;

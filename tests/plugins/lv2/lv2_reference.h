@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <random>
 #include <vector>
 
@@ -32,24 +33,6 @@ inline Planar noise(int channels, size_t frames, unsigned seed) {
   return out;
 }
 
-// Block sizes covering `frames`; size 0 gives seeded random sizes from 1 to
-// 5000, some above the plugin's maximum.
-inline std::vector<uint32_t> blocks(size_t frames, uint32_t size) {
-  std::vector<uint32_t> out;
-  std::mt19937 random(7);
-  std::uniform_int_distribution<uint32_t> any(1, 5000);
-  for (size_t done = 0; done < frames; done += out.back()) {
-    out.push_back(static_cast<uint32_t>(std::min<size_t>(size == 0 ? any(random) : size, frames - done)));
-  }
-  return out;
-}
-
-inline PresetPayload encode(const vora_preset& preset) {
-  PresetPayload payload{};
-  vora_preset_encode(&preset, payload.data(), nullptr, 0, nullptr);
-  return payload;
-}
-
 // The default preset with some values changed: audibly not the default.
 struct Edit {
   int band;
@@ -63,57 +46,60 @@ inline PresetPayload editedPreset(const std::vector<Edit>& edits) {
   for (const Edit& e : edits) {
     *vora_preset_value(&preset, e.band, e.channel, e.field) = e.value;
   }
-  return encode(preset);
+  PresetPayload payload{};
+  vora_preset_encode(&preset, payload.data(), nullptr, 0, nullptr);
+  return payload;
 }
 
-struct PresetChange {
-  size_t afterFrames; // applied once the host has handed over this many frames
-  PresetPayload payload;
-  bool bypassInstead = false; // the change is the host's bypass, not a preset
-};
-
-// The plugin feeds the library whole chunks of a quarter of the FFT size and
-// so delays by one chunk more than the library; its output is the same for
-// every host blocking. A preset applied between host blocks takes effect
-// with the first chunk completed after it. The default preset is in force
-// from the start.
-inline Planar referenceOutput(const Planar& input, float sampleRate, const std::vector<PresetChange>& changes) {
+// The plugin feeds the library whole chunks of a quarter of the FFT size.
+inline size_t chunkFrames(float sampleRate) {
   vora_band_info bands[VORA_BAND_COUNT];
-  const size_t chunk = static_cast<size_t>(vora_preset_band_layout(sampleRate, bands) / 4);
+  return static_cast<size_t>(vora_preset_band_layout(sampleRate, bands) / 4);
+}
+
+// A call made on the library once the host has handed over `afterFrames`.
+struct Change {
+  size_t afterFrames;
+  std::function<void(vora::GenericAudioProcessor&)> call;
+};
+inline Change presetAt(size_t afterFrames, PresetPayload payload) {
+  return {afterFrames, [payload](vora::GenericAudioProcessor& p) mutable { p.applyPresetPayload(payload.data()); }};
+}
+
+// The plugin delays by one chunk more than the library, so its output is the
+// same for every host blocking; a change made between host blocks takes
+// effect with the first chunk completed after it. The default preset is in
+// force from the start.
+inline Planar referenceOutput(Planar signal, float sampleRate, const std::vector<Change>& changes) {
+  const size_t chunk = chunkFrames(sampleRate);
   vora::GenericAudioProcessor processor;
-  processor.setup(sampleRate, static_cast<int>(chunk), static_cast<int>(input.size()));
+  processor.setup(sampleRate, static_cast<int>(chunk), static_cast<int>(signal.size()));
   processor.setVoraficationIntensity(1.0f);
   processor.applyPresetPayload(editedPreset({}).data());
-  const size_t frames = input[0].size();
-  Planar output(input.size(), std::vector<float>(frames, 0.0f));
-  Planar block(input.size(), std::vector<float>(chunk));
+  const size_t frames = signal[0].size();
   for (size_t start = 0; start + chunk <= frames; start += chunk) {
-    for (PresetChange change : changes) {
+    for (const Change& change : changes) {
       if (change.afterFrames / chunk == start / chunk) {
-        change.bypassInstead ? processor.setBypassed(true) : processor.applyPresetPayload(change.payload.data());
+        change.call(processor);
       }
     }
-    float* pointers[2] = {block[0].data(), block.back().data()};
-    for (size_t c = 0; c < input.size(); ++c) {
-      std::copy_n(input[c].begin() + static_cast<long>(start), chunk, block[c].begin());
-    }
+    float* pointers[2] = {signal[0].data() + start, signal.back().data() + start};
     processor.process(pointers, static_cast<int>(chunk));
-    const size_t n = std::min(chunk, frames - std::min(frames, start + chunk));
-    for (size_t c = 0; c < input.size(); ++c) {
-      std::copy_n(block[c].begin(), n, output[c].begin() + static_cast<long>(start + chunk));
-    }
   }
-  return output;
+  for (auto& channel : signal) {
+    channel.insert(channel.begin(), chunk, 0.0f);
+    channel.resize(frames);
+  }
+  return signal;
 }
 
-inline float maxDifference(const Planar& a, const Planar& b) {
-  float worst = a.size() == b.size() ? 0.0f : INFINITY;
-  for (size_t c = 0; c < a.size() && c < b.size(); ++c) {
-    if (a[c].size() != b[c].size()) {
-      return INFINITY;
-    }
-    for (size_t i = 0; i < a[c].size(); ++i) {
-      worst = std::max(worst, std::abs(a[c][i] - b[c][i]));
+// Largest difference of `actual` from `expected`; throws if `actual` is
+// short of a channel or a sample.
+inline float maxDifference(const Planar& actual, const Planar& expected) {
+  float worst = 0.0f;
+  for (size_t c = 0; c < expected.size(); ++c) {
+    for (size_t i = 0; i < expected[c].size(); ++i) {
+      worst = std::max(worst, std::abs(actual.at(c).at(i) - expected[c][i]));
     }
   }
   return worst;

@@ -1,9 +1,13 @@
 // A small LV2 host on lilv for the plugin's tests: URID map, a worker run on
-// the test's thread between blocks, a log that collects messages, and a
-// control port for patch messages.
+// the test's thread between blocks, a log that collects messages, a control
+// port for patch messages, and state save and restore.
 #pragma once
 
+#include "lv2_reference.h"
 #include "port_table.h"
+#include "support/allocation_counter.h"
+
+#include <gtest/gtest.h>
 
 #include <lilv/lilv.h>
 #include <lv2/atom/forge.h>
@@ -15,8 +19,10 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <map>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -34,12 +40,9 @@ inline LilvWorld* lv2World() {
 }
 
 inline LV2_URID_Map* lv2UridMap() {
-  static std::vector<std::string> uris;
+  static std::map<std::string, LV2_URID> uris;
   static LV2_URID_Map map{&uris, [](LV2_URID_Map_Handle, const char* uri) {
-                            if (std::find(uris.begin(), uris.end(), uri) == uris.end()) {
-                              uris.emplace_back(uri);
-                            }
-                            return static_cast<LV2_URID>(std::find(uris.begin(), uris.end(), uri) - uris.begin() + 1);
+                            return uris.emplace(uri, static_cast<LV2_URID>(uris.size() + 1)).first->second;
                           }};
   return &map;
 }
@@ -56,15 +59,12 @@ public:
     LilvNode* uriNode = lilv_new_uri(lv2World(), uri);
     plugin_ = lilv_plugins_get_by_uri(lilv_world_get_all_plugins(lv2World()), uriNode);
     lilv_node_free(uriNode);
-    if (plugin_ == nullptr) {
-      throw std::runtime_error(std::string(uri) + " not found: is LV2_PATH set to the built bundle?");
-    }
     features_ = {{LV2_URID__map, lv2UridMap()}, {LV2_LOG__log, &log_}, {LV2_WORKER__schedule, &schedule_}};
     featureList_ = {&features_[0], &features_[1], withWorker ? &features_[2] : nullptr, nullptr};
     work_.reserve(1 << 16);
-    instance_ = lilv_plugin_instantiate(plugin_, sampleRate, featureList_.data());
+    instance_ = plugin_ == nullptr ? nullptr : lilv_plugin_instantiate(plugin_, sampleRate, featureList_.data());
     if (instance_ == nullptr) {
-      throw std::runtime_error(std::string(uri) + " refused to instantiate");
+      throw std::runtime_error(std::string(uri) + " not found or refused: is LV2_PATH set to the built bundle?");
     }
     worker_ =
         static_cast<const LV2_Worker_Interface*>(lilv_instance_get_extension_data(instance_, LV2_WORKER__interface));
@@ -84,15 +84,13 @@ public:
   // Everything the plugin logged so far.
   const std::string& log() const { return logText_; }
 
-  // Sets a control input port by symbol; false for an unknown symbol.
-  bool setControl(const char* symbol, float value) {
+  // Sets a control input port by symbol; an unknown symbol is ignored.
+  void setControl(const char* symbol, float value) {
     LilvNode* node = lilv_new_string(lv2World(), symbol);
-    const LilvPort* port = lilv_plugin_get_port_by_symbol(plugin_, node);
-    lilv_node_free(node);
-    if (port != nullptr) {
+    if (const LilvPort* port = lilv_plugin_get_port_by_symbol(plugin_, node)) {
       controls_[lilv_port_get_index(plugin_, port)] = value;
     }
-    return port != nullptr;
+    lilv_node_free(node);
   }
 
   void activate() { lilv_instance_activate(instance_); }
@@ -109,19 +107,53 @@ public:
     lv2_atom_forge_pop(&forge_, &frame);
   }
 
-  // Runs one block: `in` and `out` hold `channels()` pointers of `frames`
-  // samples.
-  void run(const float* const* in, float* const* out, uint32_t frames) {
-    for (int c = 0; c < channels_; ++c) {
-      lilv_instance_connect_port(instance_, larkspin_lv2::audioInputPort(c), const_cast<float*>(in[c]));
-      lilv_instance_connect_port(instance_, larkspin_lv2::audioOutputPort(c), out[c]);
+  // Runs `input` through the plugin in blocks of `blockFrames` (0: seeded
+  // random sizes from 1 to 5000, some above the plugin's maximum), and the
+  // work it scheduled after each block, as a host's worker thread would
+  // between two blocks; `beforeBlock` may send messages or change ports
+  // first. Fails the test if run() allocates.
+  Planar process(const Planar& input, uint32_t blockFrames,
+                 const std::function<void(Lv2Instance&, size_t)>& beforeBlock = {}) {
+    Planar output(input.size(), std::vector<float>(input[0].size()));
+    std::mt19937 random(7);
+    std::uniform_int_distribution<uint32_t> anySize(1, 5000);
+    size_t allocations = 0;
+    for (size_t block = 0, offset = 0; offset < input[0].size(); ++block) {
+      const auto frames = static_cast<uint32_t>(
+          std::min<size_t>(blockFrames == 0 ? anySize(random) : blockFrames, input[0].size() - offset));
+      if (beforeBlock) {
+        beforeBlock(*this, block);
+      }
+      for (int c = 0; c < channels_; ++c) {
+        const auto channel = static_cast<size_t>(c);
+        lilv_instance_connect_port(instance_, larkspin_lv2::audioInputPort(c),
+                                   const_cast<float*>(input[channel].data() + offset));
+        lilv_instance_connect_port(instance_, larkspin_lv2::audioOutputPort(c), output[channel].data() + offset);
+      }
+      {
+        AllocationScope scope;
+        lilv_instance_run(instance_, frames);
+        allocations += scope.allocations();
+      }
+      beginSequence();
+      runWork();
+      offset += frames;
     }
-    lilv_instance_run(instance_, frames);
-    beginSequence();
+    EXPECT_EQ(allocations, 0u);
+    return output;
   }
 
-  // Runs the work scheduled so far, as a host's worker thread would between
-  // two blocks. Each piece of work is stored behind its size.
+  // The plugin's own state only: the port values are the host's business.
+  LilvState* saveState() {
+    return lilv_state_new_from_instance(plugin_, instance_, lv2UridMap(), nullptr, nullptr, nullptr, nullptr, nullptr,
+                                        nullptr, 0, featureList_.data());
+  }
+  void restoreState(const LilvState* state) {
+    lilv_state_restore(state, instance_, nullptr, nullptr, 0, featureList_.data());
+  }
+
+private:
+  // Each piece of scheduled work is stored behind its size.
   void runWork() {
     for (size_t at = 0; at < work_.size();) {
       uint32_t size = 0;
@@ -132,20 +164,6 @@ public:
     work_.clear();
   }
 
-  LilvState* saveState() {
-    const auto noPortValue = [](const char*, void*, uint32_t* size, uint32_t* type) -> const void* {
-      *size = 0;
-      *type = 0;
-      return nullptr;
-    };
-    return lilv_state_new_from_instance(plugin_, instance_, lv2UridMap(), nullptr, nullptr, nullptr, nullptr,
-                                        noPortValue, nullptr, 0, featureList_.data());
-  }
-  void restoreState(const LilvState* state) {
-    lilv_state_restore(state, instance_, nullptr, nullptr, 0, featureList_.data());
-  }
-
-private:
   // Ports in the plugin's own order: patch messages, controls with their
   // defaults (the latency output among them), then the audio ports.
   void connectPorts() {
@@ -165,7 +183,7 @@ private:
     lv2_atom_forge_sequence_head(&forge_, &sequenceFrame_, 0);
   }
 
-  // Called from run(): appends within the reserved storage, so scheduling
+  // Called from the plugin's run(): appends within the reserved storage, so scheduling
   // does not allocate.
   static LV2_Worker_Status schedule(LV2_Worker_Schedule_Handle handle, uint32_t size, const void* data) {
     auto& work = static_cast<Lv2Instance*>(handle)->work_;
