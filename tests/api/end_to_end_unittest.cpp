@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <vector>
@@ -29,9 +30,9 @@ struct StreamResult {
 };
 
 // Processes (left, right) in blocks of `block` with the payload applied and
-// intensity 1.0.
+// intensity 1.0; `later`, when given, is applied before block `laterBlock`.
 StreamResult process(const std::vector<float>& left, const std::vector<float>& right, int block,
-                     larkspin_test::Payload payload) {
+                     larkspin_test::Payload payload, larkspin_test::Payload* later = nullptr, size_t laterBlock = 0) {
   vora_ap_control* control = vora_ap_create_control(static_cast<float>(kRate), block, 1);
   EXPECT_NE(control, nullptr);
   EXPECT_TRUE(vora_ap_apply_preset_payload(payload.data()));
@@ -41,6 +42,9 @@ StreamResult process(const std::vector<float>& left, const std::vector<float>& r
   run.right = right;
   run.latency = static_cast<int>(vora_ap_get_processing_latency(control));
   for (size_t start = 0; start + static_cast<size_t>(block) <= left.size(); start += static_cast<size_t>(block)) {
+    if (later != nullptr && start == laterBlock * static_cast<size_t>(block)) {
+      EXPECT_TRUE(vora_ap_apply_preset_payload(later->data()));
+    }
     float* channels[2] = {run.left.data() + start, run.right.data() + start};
     EXPECT_TRUE(vora_ap_process(control, channels, block));
   }
@@ -86,6 +90,26 @@ TEST(EndToEndTest, OutputIsTheInputDelayedByTheReportedLatency) {
     }
   }
   EXPECT_EQ(peak, 10000u + static_cast<size_t>(run.latency));
+}
+
+// A preset switch while audio runs makes no click: around it, the largest
+// step between samples of a low tone is no larger than with either preset
+// settled.
+TEST(EndToEndTest, PresetSwitchMakesNoClick) {
+  const std::vector<float> low = tone(200.0, 48000, 0.1);
+  larkspin_test::Payload loud = flatPayload(12.0f);
+  const StreamResult run = process(low, low, 480, flatPayload(0.0f), &loud, 40);
+  const auto largestStep = [&](size_t from, size_t to) {
+    float step = 0.0f;
+    for (size_t i = from + 1; i < to; ++i) {
+      step = std::max(step, std::fabs(run.left[i] - run.left[i - 1]));
+    }
+    return step;
+  };
+  const size_t switchAt = 40 * 480;
+  EXPECT_LE(largestStep(switchAt - 1024, switchAt + 4096),
+            1.1f * std::max(largestStep(8192, switchAt - 1024), largestStep(switchAt + 16384, 48000)));
+  EXPECT_GT(largestStep(switchAt + 16384, 48000), 3.0f * largestStep(8192, switchAt - 1024)) << "the switch took";
 }
 
 } // namespace
