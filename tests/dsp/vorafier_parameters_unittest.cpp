@@ -24,8 +24,9 @@ TEST(VorafierParametersTest, ConstructionValues) {
 }
 
 // Each kind and channel lands at its fixed position in the flat record (the
-// slow delay precedes the slow factor), and reads back through get().
-TEST(VorafierParametersTest, SetterWritesTheRecordPositionsAndGetterReadsThem) {
+// slow delay precedes the slow factor); get() shares the slots and the
+// codec round trip reads every kind back through it.
+TEST(VorafierParametersTest, SetterWritesTheRecordPositions) {
   struct Case {
     VorafierKind kind;
     int channel;
@@ -48,11 +49,8 @@ TEST(VorafierParametersTest, SetterWritesTheRecordPositionsAndGetterReadsThem) {
   float flat[131];
   std::memcpy(flat, &parameters, sizeof(flat));
   for (const Case& c : cases) {
-    float read[kControlledBandCount];
-    parameters.get(c.kind, c.channel, read);
     for (int band = 0; band < kControlledBandCount; ++band) {
       EXPECT_EQ(flat[1 + 10 * band + c.position], valueFor(c.position, band)) << c.position << " " << band;
-      EXPECT_EQ(read[band], valueFor(c.position, band));
     }
   }
 
