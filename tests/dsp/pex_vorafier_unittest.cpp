@@ -81,20 +81,6 @@ INSTANTIATE_TEST_SUITE_P(Rates, EngineRateTest,
                                          RateCase{100000, 128}, RateCase{100001, 256}, RateCase{192000, 256},
                                          RateCase{31998, -1}, RateCase{192002, -1}));
 
-TEST(EngineTest, WindowsOverlapAddToOne) {
-  for (float rate : {48000.0f, 96000.0f, 192000.0f}) {
-    PexVorafier engine;
-    const uint32_t hop = static_cast<uint32_t>(engine.setup(rate));
-    for (uint32_t n = 0; n < hop; ++n) {
-      float sum = 0.0f;
-      for (uint32_t j = 0; j < 4; ++j) {
-        sum += engine.analysisWindow()[n + j * hop] * engine.synthesisWindow()[n + j * hop];
-      }
-      EXPECT_NEAR(sum, 1.0f, 1e-5f) << rate << " " << n;
-    }
-  }
-}
-
 // Level change of a steady tone, after the start-up, with every controlled
 // band at one gain. Band 13 (the highpass above about 16 kHz) is never
 // controlled; the real parts of bins 0 and N/2 skip the band processing
