@@ -1,6 +1,5 @@
 #include "dsp/node_pexon.h"
 
-#include "dsp/payload_codec.h"
 #include "dsp/preset_conversion.h"
 #include "framework/direct_owner.h"
 #include "support/test_payloads.h"

@@ -215,7 +215,6 @@ TEST(GraphProcessTest, ChainOfTestNodesRunsWithoutAllocating) {
   ASSERT_TRUE(graph.setNodeParameterValue(gain, ParameterIdentifier::vorafier_gain, 3.0f, 0, 0));
   EXPECT_EQ(graph.getNodeLatency(negate), 48);
   EXPECT_EQ(graph.getNodeLatency(gain), 0); // a node without delay reports none
-  EXPECT_EQ(graph.getNodeLatency(99), 0);
 
   AudioTimeStamp timeStamp{0, true};
   StereoBlock block(100);
@@ -254,7 +253,6 @@ TEST(GraphForwardingTest, BindingsCarryMappedValues) {
   EXPECT_TRUE(graph.setNodeBypassed(target, true));
   EXPECT_FALSE(graph.setNodeBypassed(42, true));
   EXPECT_EQ(graph.getNodePreset(42).parameterCount(), 0u);
-  EXPECT_EQ(graph.getNodePreset(target).parameterCount(), 2u);
 }
 
 } // namespace
