@@ -1,6 +1,5 @@
 #include "dsp/node_pexon.h"
 
-#include "dsp/payload_codec.h"
 #include "dsp/preset_conversion.h"
 #include "framework/direct_owner.h"
 #include "support/test_payloads.h"
@@ -20,26 +19,20 @@ void applyPayload(node_pexon& node, const VorafierParameters& parameters) {
   ASSERT_TRUE(node.applyPreset(presetFromPayload(payload.data())));
 }
 
-// Renders blocks of 256 through the node; channel ch reads source[ch], or
-// the last source when there are fewer.
+// Renders the whole signal in one call (hops of 64 divide it); channel ch
+// reads source[ch], or the last source when there are fewer.
 std::vector<std::vector<float>> renderNode(node_pexon& node, int inputs, int outputs,
                                            const std::vector<std::vector<float>>& source) {
   std::vector<std::vector<float>> block(static_cast<size_t>(std::max(inputs, outputs)));
-  std::vector<std::vector<float>> result(static_cast<size_t>(outputs));
-  std::vector<float*> pointers(block.size());
-  AudioTimeStamp timeStamp{0, true};
-  for (size_t start = 0; start + 256 <= source[0].size(); start += 256) {
-    for (size_t ch = 0; ch < block.size(); ++ch) {
-      const auto from = source[std::min(ch, source.size() - 1)].begin() + static_cast<std::ptrdiff_t>(start);
-      block[ch].assign(from, from + 256);
-      pointers[ch] = block[ch].data();
-    }
-    node.render(inputs, outputs, 256, pointers.data(), timeStamp);
-    for (size_t ch = 0; ch < result.size(); ++ch) {
-      result[ch].insert(result[ch].end(), block[ch].begin(), block[ch].end());
-    }
+  std::vector<float*> pointers;
+  for (size_t ch = 0; ch < block.size(); ++ch) {
+    block[ch] = source[std::min(ch, source.size() - 1)];
+    pointers.push_back(block[ch].data());
   }
-  return result;
+  AudioTimeStamp timeStamp{0, true};
+  node.render(inputs, outputs, static_cast<int>(block[0].size()), pointers.data(), timeStamp);
+  block.resize(static_cast<size_t>(outputs));
+  return block;
 }
 
 std::vector<float> tone(double hz, size_t frames, double amplitude) {
@@ -64,7 +57,7 @@ TEST(NodePexonTest, DeclaresParametersAndProperties) {
 }
 
 void setUpBoosted(node_pexon& node, int inputs, int outputs) {
-  ASSERT_TRUE(node.setup(inputs, outputs, 256, 48000.0));
+  ASSERT_TRUE(node.setup(inputs, outputs, 9600, 48000.0));
   applyPayload(node, larkspin_test::flatParameters(6.0f));
 }
 
@@ -90,11 +83,11 @@ TEST(NodePexonTest, ChannelConversionsAverageAndDuplicate) {
 }
 
 TEST(NodePexonTest, PresetReachesTheEngineAndBypassFadesToDry) {
-  const std::vector<float> input = tone(1000.0, 48128, 0.1); // 188 blocks of 256
+  const std::vector<float> input = tone(1000.0, 48000, 0.1);
   node_pexon node;
-  ASSERT_TRUE(node.setup(1, 1, 256, 48000.0));
+  ASSERT_TRUE(node.setup(1, 1, 48000, 48000.0));
   // No payload yet: the engine leaves the audio alone, and hops of 64
-  // divide host blocks of 256, so nothing is delayed either.
+  // divide the block, so nothing is delayed either.
   EXPECT_EQ(renderNode(node, 1, 1, {input})[0], input);
   applyPayload(node, larkspin_test::flatParameters(12.0f));
   node.getParameter(ParameterIdentifier::vorafier_bypass, 0, 0)->setValue(1.0f);

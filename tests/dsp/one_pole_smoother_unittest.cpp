@@ -21,28 +21,5 @@ TEST(OnePoleSmootherTest, FirstOutputFollowsTheLength) {
   }
 }
 
-TEST(OnePoleSmootherTest, EpsilonAlternatesSignOnEveryStepIncludingPassThrough) {
-  for (float length : {0.0f, 10.0f}) {
-    OnePoleSmoother smoother;
-    smoother.initialise(length, 0.0f);
-    EXPECT_EQ(smoother.epsilon(), 1e-20f);
-    smoother.step(1.0f);
-    EXPECT_EQ(smoother.epsilon(), -1e-20f);
-    smoother.step(1.0f);
-    EXPECT_EQ(smoother.epsilon(), 1e-20f);
-  }
-}
-
-TEST(OnePoleSmootherTest, LengthReadsBackExactlyAndOnlyOnceInitialised) {
-  for (float length : {278.0f, 187.5f, 1.0f, 0.25f, 0.0f}) {
-    OnePoleSmoother smoother;
-    EXPECT_FALSE(smoother.hasLength(length)) << length;
-    smoother.initialise(length, 0.0f);
-    EXPECT_EQ(smoother.length(), length);
-    EXPECT_TRUE(smoother.hasLength(length + 0.0009f)) << length;
-    EXPECT_FALSE(smoother.hasLength(length + 0.002f)) << length;
-  }
-}
-
 } // namespace
 } // namespace vora

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <memory>
 #include <numbers>
 #include <random>
@@ -19,7 +18,6 @@ namespace {
 // relative RMS in dB, on seeded noise and on pure tones between bins. The
 // DFT comparison pins the packed layout (DC and Nyquist real parts in
 // slots 0 and 1), the sign convention and the unscaled forward transform.
-// The figures are printed so that backends and vector paths can be compared.
 template <class Fft> void expectAccurate(Fft& fft, uint32_t n, const char* name) {
   ASSERT_TRUE(fft.setup(n));
   std::vector<double> cosTable(n), sinTable(n);
@@ -59,12 +57,10 @@ template <class Fft> void expectAccurate(Fft& fft, uint32_t n, const char* name)
     }
     const double forwardDb = db(forwardError, spectrumPower);
     const double roundTripDb = db(roundTripError, signalPower);
-    std::printf("  %-8s N=%-5u %6.1f cycles  forward %7.1f dB  round trip %7.1f dB\n", name, n, cyclesPerBlock,
-                forwardDb, roundTripDb);
     // A single-precision FFT is good to about -130 dB; -120 dB leaves room
     // for the compiler while catching any wrong twiddle, index or vector op.
-    EXPECT_LT(forwardDb, -120.0) << name << " " << cyclesPerBlock;
-    EXPECT_LT(roundTripDb, -120.0) << name << " " << cyclesPerBlock;
+    EXPECT_LT(forwardDb, -120.0) << name << " N=" << n << ", " << cyclesPerBlock << " cycles";
+    EXPECT_LT(roundTripDb, -120.0) << name << " N=" << n << ", " << cyclesPerBlock << " cycles";
   }
 }
 
@@ -84,13 +80,6 @@ TEST_P(RealFftTest, AccuracyAgainstDoubleDft) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, RealFftTest, testing::Values(256u, 512u, 1024u));
-
-TEST(RealFftSizes, RefusesSizesTheEngineNeverUses) {
-  RealFft fft;
-  for (uint32_t size : {0u, 3u, 100u, 2048u}) {
-    EXPECT_FALSE(fft.setup(size)) << size;
-  }
-}
 
 } // namespace
 } // namespace vora

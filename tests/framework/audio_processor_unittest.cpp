@@ -5,10 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstring>
 #include <numeric>
-#include <thread>
 #include <vector>
 
 namespace vora {
@@ -101,19 +99,10 @@ INSTANTIATE_TEST_SUITE_P(HostBlocks, ReblockingTest,
                                          ReblockingCase{100, 100, false, {36, 0, 8}},
                                          ReblockingCase{128, 10, true, {10, 10, 10, 10, 10, 10, 0, 0}}));
 
-TEST(ReblockingTest, NoOutputsEmptiesTheQueuesAndNoBuffersMeansFalse) {
-  DoublingNode node;
-  node.setup(1, 1, 128, 48000.0);
-  node.setInternalBlockSize(64);
-  std::vector<float> block = ramp(100);
+TEST(ReblockingTest, NoOutputBuffersMeansFalse) {
+  std::vector<float> block = ramp(64);
   float* buffers[1] = {block.data()};
   AudioTimeStamp timeStamp;
-  EXPECT_TRUE(node.render(1, 0, 100, buffers, timeStamp)); // one block processed, then dropped
-  const std::vector<float> next = ramp(28);
-  std::copy(next.begin(), next.end(), block.begin());
-  EXPECT_TRUE(node.render(1, 1, 28, buffers, timeStamp)); // 36 + 28 = 64: exactly one new block
-  EXPECT_EQ(block[0], 2.0f * 65.0f);                      // the dropped block's samples never come out
-
   DoublingNode sink; // no outputs: processes, but has no output buffers
   sink.setup(1, 0, 128, 48000.0);
   sink.setInternalBlockSize(64);
@@ -166,42 +155,22 @@ TEST(MessageTest, SizeZeroRefusedAndQuarterOfFreeSpaceRule) {
   EXPECT_EQ(accepted, 17); // (400 - 80) / 20 + 1
 }
 
-TEST(MessageTest, ConcurrentReaderAndWriterLoseAndCorruptNothing) {
-  MessageRing ring(AudioProcessor::kMessageRingBytes);
-  constexpr uint32_t kMessages = 50000;
-  std::thread writer([&] {
-    unsigned char message[64];
-    for (uint32_t n = 0; n < kMessages;) {
-      const uint32_t size = 8 + n % 56;
-      std::memcpy(message, &n, 4);
-      std::memset(message + 4, static_cast<int>(n & 0xFF), size - 4);
-      if (ring.write(message, size)) {
-        ++n;
-      } else {
-        std::this_thread::yield();
-      }
-    }
-  });
-  unsigned char message[64];
-  uint32_t expected = 0;
-  bool intact = true;
-  while (expected < kMessages) {
-    const uint32_t size = ring.read(message, sizeof message);
-    if (size == 0) {
-      std::this_thread::yield();
-      continue;
-    }
-    uint32_t n;
-    std::memcpy(&n, message, 4);
-    intact = intact && n == expected && size == 8 + n % 56;
-    for (uint32_t i = 4; i < size; ++i) {
-      intact = intact && message[i] == (n & 0xFF);
-    }
-    ++expected;
+// Messages of every size from 1 to 40 bytes, read as they are written,
+// cross the end of a small ring many times: payloads split at many points,
+// the size field at each of its three.
+// (The ring's positions are sequentially consistent atomics: one writer and
+// one reader need nothing more, and no single run could show a fault there.)
+TEST(MessageTest, WrappingLosesAndCorruptsNothing) {
+  MessageRing ring(200);
+  unsigned char message[40], out[40];
+  for (uint32_t n = 0; n < 500; ++n) {
+    const uint32_t size = 1 + n % 40;
+    std::memset(message, static_cast<int>(n & 0xFF), size);
+    ASSERT_TRUE(ring.write(message, size)) << n;
+    ASSERT_EQ(ring.read(out, sizeof out), size) << n;
+    ASSERT_EQ(std::memcmp(out, message, size), 0) << n;
   }
-  writer.join();
-  EXPECT_TRUE(intact);
-  EXPECT_EQ(ring.read(message, sizeof message), 0u);
+  EXPECT_EQ(ring.read(out, sizeof out), 0u);
 }
 
 } // namespace
