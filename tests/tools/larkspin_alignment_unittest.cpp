@@ -54,7 +54,8 @@ TEST_F(AlignmentTest, OutputLinesUpForEveryBlockRateAndMix) {
     ASSERT_EQ(dry.status, 0) << dry.err;
     ASSERT_EQ(run("process" + common + "wet" + block + " --quiet").status, 0);
     ASSERT_EQ(run("process" + common + "mix" + block + " --quiet --intensity 0.25").status, 0);
-    for (const auto& file : nlohmann::json::parse(dry.out)["files"]) {
+    const nlohmann::json report = nlohmann::json::parse(dry.out);
+    for (const auto& file : report["files"]) {
       const auto name = std::filesystem::path(file["input"].get<std::string>()).filename().string();
       if (block == "480" && delays.count(name) != 0) {
         EXPECT_EQ(file["delayFrames"], delays.at(name)) << name;
