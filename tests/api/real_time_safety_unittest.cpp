@@ -72,7 +72,8 @@ bool processSine(vora_ap_control* control, int block, int blocks, float amplitud
 class RealTimeSafetyTest : public testing::TestWithParam<std::tuple<int, int, int>> {};
 
 TEST_P(RealTimeSafetyTest, ProcessAllocatesNothingAndTakesNoLockWhileSettingsChange) {
-  const auto [rate, channels, block] = GetParam();
+  // Plain names, not a structured binding: clang 14 cannot capture those.
+  const int rate = std::get<0>(GetParam()), channels = std::get<1>(GetParam()), block = std::get<2>(GetParam());
   vora_ap_control* control = vora_ap_create_control(float(rate), block, channels == 2 ? 1 : 0);
   ASSERT_NE(control, nullptr);
   larkspin_test::Payload payloads[2] = {larkspin_test::flatPayload(6.0f), larkspin_test::flatPayload(-3.0f, 2, 9.0f)};

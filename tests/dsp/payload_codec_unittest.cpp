@@ -30,7 +30,7 @@ void putS16(Bytes& image, std::size_t offset, int value) {
 
 // Offsets of the groups in the descrambled stream.
 constexpr std::size_t kGain0 = 1, kGain1 = 27, kFastThreshold0 = 53, kFastRatio0 = 105, kSlowDelay = 131,
-                      kSlowThreshold = 144, kSlowFactor = 170, kSlowTimeConstant = 183;
+                      kSlowThreshold = 144, kSlowTimeConstant = 183; // slow factors at 170
 
 // Bands 0 to 11 carry hand-built values; band 12 stays all zero bytes, which
 // the key turns into zeros again: a zero linear gain is minus infinity dB.
