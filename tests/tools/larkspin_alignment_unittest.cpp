@@ -42,7 +42,7 @@ TEST_F(AlignmentTest, OutputLinesUpForEveryBlockRateAndMix) {
   for (const std::string& name : names) {
     const int rate = std::stoi(name);
     write("in/" + name, testSignal(rate, rate == 44100 ? 1 : 2, rate / 25, static_cast<unsigned>(rate)));
-    inputs += " " + path("in/" + name);
+    inputs.append(" ").append(path("in/" + name));
   }
   const int blocks[] = {1, 100, 256, 480, 1024};
   for (size_t turn = 0; turn < std::size(blocks); ++turn) {

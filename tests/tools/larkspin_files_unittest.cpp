@@ -150,10 +150,10 @@ TEST_F(FilesTest, BatchKeepsGoingPastABadFile) {
     const std::string name = "in/" + std::to_string(i) + ".wav";
     write(name, testSignal(i % 2 == 0 ? 48000 : 96000, 1 + i % 2, 9600, static_cast<unsigned>(i)),
           SF_FORMAT_WAV | SF_FORMAT_PCM_16);
-    inputs += " " + path(name);
+    inputs.append(" ").append(path(name));
   }
   std::ofstream(path("in/bad.wav")) << "not audio";
-  inputs += " " + path("in/bad.wav");
+  inputs.append(" ").append(path("in/bad.wav"));
 
   const ToolRun batch = run("process" + inputs + " --out-dir " + path("out") + " -j 2 --block 100 --intensity 0.5");
   EXPECT_EQ(batch.status, 1);
