@@ -9,7 +9,7 @@
 // Threads: while one audio thread runs process, one control thread may call
 // applyPresetPayload, getCurrentPresetPayload, setBypassed, getBypassed,
 // setVoraficationIntensity, getVoraficationIntensity, getProcessingLatency,
-// getDebugInfo and logDebugInfo. Changes take effect at the start of the next
+// getDebugInfo, logDebugInfo and setMessageHook. Changes take effect at the start of the next
 // process call, for the whole block, in the order they were made; a preset
 // is in force wholly or not at all; changes made between two process calls
 // amount to their last values (a pending setting is replaced by a newer one,
@@ -18,6 +18,7 @@
 // those of a single-threaded host: the setting last made (a refused value
 // reads back as the value in force before). getDebugInfo may be called from
 // any number of threads and returns one whole record of a finished call.
+// process never prints.
 // setup, update, construction and destruction
 // must not run while any other member function runs.
 #ifndef LARKSPIN_GENERIC_AUDIO_PROCESSOR_H
@@ -58,6 +59,13 @@ public:
   // As vora_ap_get_band_readout: levelsDb and gainsDb each take
   // VORA_AP_BAND_COUNT * 2 floats. Not while process runs.
   bool getBandReadout(float* levelsDb, float* gainsDb) const;
+
+  // This instance's diagnostic lines go to `hook` (null: standard output),
+  // as vora_ap_set_message_hook describes; they arrive on the thread calling
+  // setup, update, applyPresetPayload, setBypassed,
+  // setVoraficationIntensity or logDebugInfo, during that call.
+  using MessageHook = vora_ap_message_hook;
+  void setMessageHook(MessageHook hook, void* context);
 
 private:
   PrivateImplementation* implementation;

@@ -12,7 +12,8 @@
  *   vora_ap_set_vorafication_intensity, vora_ap_get_vorafication_intensity,
  *   vora_ap_set_bypassed, vora_ap_get_bypassed,
  *   vora_ap_apply_preset_payload, vora_ap_get_debug_info,
- *   vora_ap_log_debug_info, vora_ap_get_processing_latency,
+ *   vora_ap_log_debug_info,
+ *   vora_ap_set_message_hook, vora_ap_get_processing_latency,
  *   vora_ap_get_tech_level and vora_ap_get_lib_version.
  * A change takes effect at the start of the next vora_ap_process call, for
  * the whole block; changes arrive in the order they were made; a preset is
@@ -28,7 +29,14 @@
  * Everything else (creating and destroying controls, vora_ap_update, and any
  * two control threads at once) must be serialised by the host and must not
  * run while vora_ap_process runs on a control it touches. vora_ap_process
- * itself is real-time safe: it never allocates, locks or waits.
+ * itself is real-time safe: it never allocates, locks, waits or prints.
+ *
+ * Diagnostics: the library writes a few plain lines, for example
+ *   ***** parameter value nan out of range: 0 - 1
+ *   ***** for parameter with identifier 2
+ * when a value is refused, and the debug record for vora_ap_log_debug_info.
+ * By default each goes to standard output with a line break after it;
+ * vora_ap_set_message_hook hands them to the host instead.
  *
  * Audio is 32-bit float, non-interleaved, processed in place.
  */
@@ -114,8 +122,26 @@ LARKSPIN_API vora_ap_debug_info vora_ap_get_debug_info(vora_ap_control* control)
  * not set up. */
 LARKSPIN_API bool vora_ap_get_band_readout(vora_ap_control* control, float* levelsDb, float* gainsDb);
 
-/* Prints the control's debug figures to standard output. */
+/* Prints the control's debug figures, one line each, where the library's
+ * lines go (standard output unless a message hook is set). */
 LARKSPIN_API void vora_ap_log_debug_info(vora_ap_control* control);
+
+/* Receives one diagnostic line: NUL-terminated, without a line break, valid
+ * only during the call. `context` is the pointer given with the hook. It
+ * must not throw, and must not call back into the library. */
+typedef void (*vora_ap_message_hook)(void* context, const char* line);
+
+/* Routes the diagnostic lines of every control, present and created later,
+ * to `hook`, with exactly the text and number of lines that would have been
+ * printed; NULL restores standard output. Call it on the control thread
+ * (or serialised with it). A line arrives synchronously on the thread that
+ * made the call producing it, during that call: vora_ap_create_control,
+ * vora_ap_create, vora_ap_update, vora_ap_apply_preset_payload,
+ * vora_ap_set_vorafication_intensity, vora_ap_set_bypassed or
+ * vora_ap_log_debug_info; never vora_ap_process, the getters or the
+ * vora_preset_* functions, which print nothing. Hosts whose controls live on
+ * several control threads get lines from each of them. */
+LARKSPIN_API void vora_ap_set_message_hook(vora_ap_message_hook hook, void* context);
 
 /* Version of this C interface layer: "3.4.0". */
 LARKSPIN_API const char* vora_ap_get_wrapper_version(void);

@@ -13,6 +13,7 @@
 #include "dsp/node_pexon.h"
 #include "dsp/payload_codec.h"
 #include "dsp/preset_conversion.h"
+#include "framework/message_sink.h"
 #include "framework/record_latch.h"
 #include "graph/graph.h"
 #include "graph/node_factory.h"
@@ -21,7 +22,8 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
-#include <iostream>
+#include <locale>
+#include <sstream>
 #include <string>
 
 namespace vora {
@@ -40,6 +42,12 @@ struct GenericAudioProcessor::PrivateImplementation {
   std::atomic<bool> bypassedForDebugInfo{false}; // the audio thread's copy of `bypassed`
   RecordLatch<DebugInfo> debugInfo{DebugInfo{}};
   std::string libVersion;
+  // Where this instance's diagnostic lines go (null: standard output); used
+  // by the calls that may emit lines, never by process.
+  MessageHook messageHook = nullptr;
+  void* messageContext = nullptr;
+
+  MessageRoute route() const { return MessageRoute(messageHook, messageContext); }
 
   uint32_t processor() const { return static_cast<uint32_t>(processorNodeId); }
 
@@ -91,6 +99,7 @@ GenericAudioProcessor::~GenericAudioProcessor() {
 }
 
 bool GenericAudioProcessor::setup(float sampleRate, int maximumFrames, int channels) {
+  const MessageRoute route = implementation->route();
   try {
     PrivateImplementation& self = *implementation;
     self.graph.reset();
@@ -133,6 +142,7 @@ bool GenericAudioProcessor::process(float** channels, int frames) {
 }
 
 bool GenericAudioProcessor::applyPresetPayload(unsigned char* payload) {
+  const MessageRoute route = implementation->route();
   try {
     PrivateImplementation& self = *implementation;
     if (!self.graph.isSetUp() || payload == nullptr) {
@@ -159,6 +169,7 @@ unsigned char* GenericAudioProcessor::getCurrentPresetPayload() {
 }
 
 bool GenericAudioProcessor::setBypassed(bool bypassed) {
+  const MessageRoute route = implementation->route();
   return implementation->pushBypass(bypassed);
 }
 
@@ -167,6 +178,7 @@ bool GenericAudioProcessor::getBypassed() const {
 }
 
 bool GenericAudioProcessor::setVoraficationIntensity(float intensity) {
+  const MessageRoute route = implementation->route();
   return implementation->pushIntensity(intensity);
 }
 
@@ -200,7 +212,23 @@ bool GenericAudioProcessor::getBandReadout(float* levelsDb, float* gainsDb) cons
 }
 
 void GenericAudioProcessor::logDebugInfo() const {
-  printDebugInfo(implementation->debugInfo.load(), std::cout);
+  const MessageRoute route = implementation->route();
+  try {
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    printDebugInfo(implementation->debugInfo.load(), text);
+    std::istringstream lines(text.str());
+    for (std::string line; std::getline(lines, line);) {
+      emitLine(line);
+    }
+  } catch (...) {
+    // Out of memory for a diagnostic: nothing is printed.
+  }
+}
+
+void GenericAudioProcessor::setMessageHook(MessageHook hook, void* context) {
+  implementation->messageHook = hook;
+  implementation->messageContext = context;
 }
 
 int GenericAudioProcessor::getTechLevel() const {
