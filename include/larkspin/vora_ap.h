@@ -12,7 +12,7 @@
  *   vora_ap_set_vorafication_intensity, vora_ap_get_vorafication_intensity,
  *   vora_ap_set_bypassed, vora_ap_get_bypassed,
  *   vora_ap_apply_preset_payload, vora_ap_get_debug_info,
- *   vora_ap_log_debug_info,
+ *   vora_ap_get_band_readout, vora_ap_log_debug_info,
  *   vora_ap_set_message_hook, vora_ap_get_processing_latency,
  *   vora_ap_get_tech_level and vora_ap_get_lib_version.
  * A change takes effect at the start of the next vora_ap_process call, for
@@ -23,8 +23,9 @@
  * no setter ever fails for lack of room or waits for the audio thread).
  * Setters answer at once, on the control thread, with the result documented
  * below; getters answer with the setting last made, which the audio thread
- * uses from its next block on. vora_ap_get_debug_info may be called from any
- * number of threads and always returns one whole record of a finished call.
+ * uses from its next block on. vora_ap_get_debug_info and
+ * vora_ap_get_band_readout may be called from any number of threads and
+ * always return one whole record of a finished call (of a finished hop).
  * Controls on different threads are independent.
  * Everything else (creating and destroying controls, vora_ap_update, and any
  * two control threads at once) must be serialised by the host and must not
@@ -116,10 +117,14 @@ LARKSPIN_API vora_ap_debug_info vora_ap_get_debug_info(vora_ap_control* control)
  * a mono control leaves channel 1 at its start values. Before the first
  * processed hop, and while the wet path is skipped (intensity 0 or bypass
  * faded out), levels read -758.6 dB (silence) and gains 0 dB, or the last
- * values. Allocation-free and lock-free; call it between vora_ap_process
- * calls on the same thread or with the same serialisation, never during one.
- * False (nothing written) for a NULL handle or pointer, or a control that is
- * not set up. */
+ * values. Meant for meters on a UI thread: it may be called from any thread,
+ * also while vora_ap_process runs, and always gives the values of one whole
+ * hop, the last one of the last block that finished (the audio thread
+ * publishes them after each block without waiting; a reader that overlaps
+ * that publication reads again). Allocation-free and lock-free. False
+ * (nothing written) for a NULL handle or pointer, or whenever
+ * vora_ap_process refuses every block: a control never set up or whose last
+ * vora_ap_update was refused. */
 LARKSPIN_API bool vora_ap_get_band_readout(vora_ap_control* control, float* levelsDb, float* gainsDb);
 
 /* Prints the control's debug figures, one line each, where the library's
