@@ -152,7 +152,13 @@ LARKSPIN_API void vora_ap_set_message_hook(vora_ap_message_hook hook, void* cont
 LARKSPIN_API const char* vora_ap_get_wrapper_version(void);
 
 /* Applies a 196-byte preset payload to every control. Returns the result for
- * the newest control; false when there is none. */
+ * the newest control; false when there is none. The payload is not judged
+ * whole: each value the processing refuses is skipped (with two diagnostic
+ * lines) and the others are applied, and the result is still true; a
+ * payload equal to the one a control stores (196 zero bytes on a fresh
+ * control) counts as applied without being applied. Check a payload with
+ * vora_preset_decode and vora_preset_check first and apply it only when no
+ * value is refused. */
 LARKSPIN_API bool vora_ap_apply_preset_payload(unsigned char* payload);
 
 /* Sets the bypass flag of every control (result of the newest control). */
