@@ -11,11 +11,12 @@
 // setVoraficationIntensity, getVoraficationIntensity, getProcessingLatency,
 // getDebugInfo, getBandReadout, logDebugInfo and setMessageHook. Changes
 // take effect at the start of the next process call, for the whole block,
-// in the order they were made; a preset is in force wholly or not at all;
-// changes made between two process calls amount to their last values (a
-// pending setting is replaced by a newer one, never refused for lack of
-// room). Neither thread waits for the other and process allocates, locks
-// and prints nothing. Setter results and getter values are those of a
+// in the order they were made; the values a preset brings reach the audio
+// thread together (which values applyPresetPayload takes: see
+// vora_ap_apply_preset_payload); changes made between two process calls
+// amount to their last values (a pending setting is replaced by a newer
+// one, never refused for lack of room). Neither thread waits for the other
+// and process allocates, locks and prints nothing. Setter results and getter values are those of a
 // single-threaded host: the setting last made (a refused value reads back
 // as the value in force before). getDebugInfo and getBandReadout may be
 // called from any number of threads and return one whole record of a

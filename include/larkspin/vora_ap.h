@@ -16,8 +16,10 @@
  *   vora_ap_set_message_hook, vora_ap_get_processing_latency,
  *   vora_ap_get_tech_level and vora_ap_get_lib_version.
  * A change takes effect at the start of the next vora_ap_process call, for
- * the whole block; changes arrive in the order they were made; a preset is
- * in force wholly or not at all. Changes made between two process calls
+ * the whole block; changes arrive in the order they were made; the values a
+ * preset brings reach the audio thread together, never mixed with the
+ * previous preset's (which values the library takes from a payload: see
+ * vora_ap_apply_preset_payload). Changes made between two process calls
  * amount to their last values, exactly as when one thread makes them all (a
  * setting not yet taken by the audio thread is replaced by a newer one, so
  * no setter ever fails for lack of room or waits for the audio thread).
@@ -34,7 +36,7 @@
  *
  * Diagnostics: the library writes a few plain lines, for example
  *   ***** parameter value nan out of range: 0 - 1
- *   ***** for parameter with identifier 2
+ *   ***** for parameter with identifier 8
  * when a value is refused, and the debug record for vora_ap_log_debug_info.
  * By default each goes to standard output with a line break after it;
  * vora_ap_set_message_hook hands them to the host instead.

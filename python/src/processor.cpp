@@ -250,7 +250,7 @@ void Processor::applyPreset(const py::object& payload) {
   }
   // The library would apply the values it accepts and skip the others (and
   // take a payload equal to the one it stores as applied without applying
-  // it): checked first, a payload is in force wholly or refused.
+  // it): checked first, a payload is applied whole or refused.
   checkPayload(bytes);
   unsigned char copy[VORA_AP_PRESET_PAYLOAD_SIZE];
   std::memcpy(copy, bytes.data(), sizeof copy);
