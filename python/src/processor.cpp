@@ -136,7 +136,9 @@ Processor::Processor(double sampleRate, int channels, int maxBlock) : sampleRate
                           " Hz with max_block=" + std::to_string(maxBlock) +
                           " (sample rates from 32000 to 192000 Hz are supported)");
   }
-  queue_.assign(static_cast<std::size_t>(channels) * static_cast<std::size_t>(hop_ + maxBlock_), 0.0f);
+  queue_.assign(static_cast<std::size_t>(channels) *
+                    (static_cast<std::size_t>(hop_) + static_cast<std::size_t>(maxBlock_)),
+                0.0f);
   warnLines();
 }
 
@@ -206,7 +208,7 @@ py::object Processor::process(const py::object& input, const py::object& out) {
     // Per channel: [hop_ - queued_ processed frames | queued_ raw frames |
     // count new frames]. The raw frames go to the library in whole hops;
     // the first count frames go out; the last hop_ frames stay queued.
-    const std::size_t stride = static_cast<std::size_t>(hop_ + maxBlock_);
+    const std::size_t stride = static_cast<std::size_t>(hop_) + static_cast<std::size_t>(maxBlock_);
     float* queue[2] = {queue_.data(), channels_ > 1 ? queue_.data() + stride : nullptr};
     for (py::ssize_t first = 0; first < frames;) {
       const int count = static_cast<int>(std::min<py::ssize_t>(maxBlock_, frames - first));
