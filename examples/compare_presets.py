@@ -5,8 +5,10 @@ the band gains of each preset.
 
     examples/compare_presets.py [recording.wav] [--out compare_presets.png]
 
-Without a recording a test signal of its own is used (ten seconds of
-speech-like noise: a falling spectrum, syllable-rate bursts). Needs the
+The recording must be mono or stereo at 32 to 192 kHz, the rates the
+library runs at (convert others first, for example with sox). Without a
+recording a test signal of its own is used (ten seconds of speech-like
+noise: a falling spectrum, syllable-rate bursts). Needs the
 larkspin package (or PYTHONPATH=build/dev/python), numpy, matplotlib and,
 for a recording, soundfile.
 """
@@ -67,6 +69,12 @@ def main():
 
         data, rate = soundfile.read(arguments.recording, dtype="float32", always_2d=True)
         x, name = np.ascontiguousarray(data.T), arguments.recording
+        if not 32000 <= rate <= 192000 or x.shape[0] > 2:
+            parser.exit(
+                1,
+                f"{parser.prog}: {name}: {x.shape[0]} channels at {rate} Hz; the library takes mono or stereo at"
+                " 32000 to 192000 Hz (convert it first, for example: sox in.wav -r 48000 out.wav)\n",
+            )
     else:
         (x, rate), name = test_signal(), "test signal"
 

@@ -9,17 +9,19 @@
 // Threads: while one audio thread runs process, one control thread may call
 // applyPresetPayload, getCurrentPresetPayload, setBypassed, getBypassed,
 // setVoraficationIntensity, getVoraficationIntensity, getProcessingLatency,
-// getDebugInfo and logDebugInfo. Changes take effect at the start of the next
-// process call, for the whole block, in the order they were made; a preset
-// is in force wholly or not at all; changes made between two process calls
-// amount to their last values (a pending setting is replaced by a newer one,
-// never refused for lack of room). Neither thread waits for the other and
-// process allocates and locks nothing. Setter results and getter values are
-// those of a single-threaded host: the setting last made (a refused value
-// reads back as the value in force before). getDebugInfo may be called from
-// any number of threads and returns one whole record of a finished call.
-// setup, update, construction and destruction
-// must not run while any other member function runs.
+// getDebugInfo, getBandReadout, logDebugInfo and setMessageHook. Changes
+// take effect at the start of the next process call, for the whole block,
+// in the order they were made; the values a preset brings reach the audio
+// thread together (which values applyPresetPayload takes: see
+// vora_ap_apply_preset_payload); changes made between two process calls
+// amount to their last values (a pending setting is replaced by a newer
+// one, never refused for lack of room). Neither thread waits for the other
+// and process allocates, locks and prints nothing. Setter results and getter values are those of a
+// single-threaded host: the setting last made (a refused value reads back
+// as the value in force before). getDebugInfo and getBandReadout may be
+// called from any number of threads and return one whole record of a
+// finished call (of a finished hop). setup, update, construction and
+// destruction must not run while any other member function runs.
 #ifndef LARKSPIN_GENERIC_AUDIO_PROCESSOR_H
 #define LARKSPIN_GENERIC_AUDIO_PROCESSOR_H
 
@@ -56,8 +58,15 @@ public:
   int getTechLevel() const;
   const char* getLibVersion() const;
   // As vora_ap_get_band_readout: levelsDb and gainsDb each take
-  // VORA_AP_BAND_COUNT * 2 floats. Not while process runs.
+  // VORA_AP_BAND_COUNT * 2 floats.
   bool getBandReadout(float* levelsDb, float* gainsDb) const;
+
+  // This instance's diagnostic lines go to `hook` (null: standard output),
+  // as vora_ap_set_message_hook describes; they arrive on the thread calling
+  // setup, update, applyPresetPayload, setBypassed,
+  // setVoraficationIntensity or logDebugInfo, during that call.
+  using MessageHook = vora_ap_message_hook;
+  void setMessageHook(MessageHook hook, void* context);
 
 private:
   PrivateImplementation* implementation;

@@ -12,23 +12,34 @@
  *   vora_ap_set_vorafication_intensity, vora_ap_get_vorafication_intensity,
  *   vora_ap_set_bypassed, vora_ap_get_bypassed,
  *   vora_ap_apply_preset_payload, vora_ap_get_debug_info,
- *   vora_ap_log_debug_info, vora_ap_get_processing_latency,
+ *   vora_ap_get_band_readout, vora_ap_log_debug_info,
+ *   vora_ap_set_message_hook, vora_ap_get_processing_latency,
  *   vora_ap_get_tech_level and vora_ap_get_lib_version.
  * A change takes effect at the start of the next vora_ap_process call, for
- * the whole block; changes arrive in the order they were made; a preset is
- * in force wholly or not at all. Changes made between two process calls
+ * the whole block; changes arrive in the order they were made; the values a
+ * preset brings reach the audio thread together, never mixed with the
+ * previous preset's (which values the library takes from a payload: see
+ * vora_ap_apply_preset_payload). Changes made between two process calls
  * amount to their last values, exactly as when one thread makes them all (a
  * setting not yet taken by the audio thread is replaced by a newer one, so
  * no setter ever fails for lack of room or waits for the audio thread).
  * Setters answer at once, on the control thread, with the result documented
  * below; getters answer with the setting last made, which the audio thread
- * uses from its next block on. vora_ap_get_debug_info may be called from any
- * number of threads and always returns one whole record of a finished call.
+ * uses from its next block on. vora_ap_get_debug_info and
+ * vora_ap_get_band_readout may be called from any number of threads and
+ * always return one whole record of a finished call (of a finished hop).
  * Controls on different threads are independent.
  * Everything else (creating and destroying controls, vora_ap_update, and any
  * two control threads at once) must be serialised by the host and must not
  * run while vora_ap_process runs on a control it touches. vora_ap_process
- * itself is real-time safe: it never allocates, locks or waits.
+ * itself is real-time safe: it never allocates, locks, waits or prints.
+ *
+ * Diagnostics: the library writes a few plain lines, for example
+ *   ***** parameter value nan out of range: 0 - 1
+ *   ***** for parameter with identifier 8
+ * when a value is refused, and the debug record for vora_ap_log_debug_info.
+ * By default each goes to standard output with a line break after it;
+ * vora_ap_set_message_hook hands them to the host instead.
  *
  * Audio is 32-bit float, non-interleaved, processed in place.
  */
@@ -108,20 +119,48 @@ LARKSPIN_API vora_ap_debug_info vora_ap_get_debug_info(vora_ap_control* control)
  * a mono control leaves channel 1 at its start values. Before the first
  * processed hop, and while the wet path is skipped (intensity 0 or bypass
  * faded out), levels read -758.6 dB (silence) and gains 0 dB, or the last
- * values. Allocation-free and lock-free; call it between vora_ap_process
- * calls on the same thread or with the same serialisation, never during one.
- * False (nothing written) for a NULL handle or pointer, or a control that is
- * not set up. */
+ * values. Meant for meters on a UI thread: it may be called from any thread,
+ * also while vora_ap_process runs, and always gives the values of one whole
+ * hop, the last one of the last block that finished (the audio thread
+ * publishes them after each block without waiting; a reader that overlaps
+ * that publication reads again). Allocation-free and lock-free. False
+ * (nothing written) for a NULL handle or pointer, or whenever
+ * vora_ap_process refuses every block: a control never set up or whose last
+ * vora_ap_update was refused. */
 LARKSPIN_API bool vora_ap_get_band_readout(vora_ap_control* control, float* levelsDb, float* gainsDb);
 
-/* Prints the control's debug figures to standard output. */
+/* Prints the control's debug figures, one line each, where the library's
+ * lines go (standard output unless a message hook is set). */
 LARKSPIN_API void vora_ap_log_debug_info(vora_ap_control* control);
+
+/* Receives one diagnostic line: NUL-terminated, without a line break, valid
+ * only during the call. `context` is the pointer given with the hook. It
+ * must not throw, and must not call back into the library. */
+typedef void (*vora_ap_message_hook)(void* context, const char* line);
+
+/* Routes the diagnostic lines of every control, present and created later,
+ * to `hook`, with exactly the text and number of lines that would have been
+ * printed; NULL restores standard output. Call it on the control thread
+ * (or serialised with it). A line arrives synchronously on the thread that
+ * made the call producing it, during that call: vora_ap_create_control,
+ * vora_ap_create, vora_ap_update, vora_ap_apply_preset_payload,
+ * vora_ap_set_vorafication_intensity, vora_ap_set_bypassed or
+ * vora_ap_log_debug_info; never vora_ap_process, the getters or the
+ * vora_preset_* functions, which print nothing. Hosts whose controls live on
+ * several control threads get lines from each of them. */
+LARKSPIN_API void vora_ap_set_message_hook(vora_ap_message_hook hook, void* context);
 
 /* Version of this C interface layer: "3.4.0". */
 LARKSPIN_API const char* vora_ap_get_wrapper_version(void);
 
 /* Applies a 196-byte preset payload to every control. Returns the result for
- * the newest control; false when there is none. */
+ * the newest control; false when there is none. The payload is not judged
+ * whole: each value the processing refuses is skipped (with two diagnostic
+ * lines) and the others are applied, and the result is still true; a
+ * payload equal to the one a control stores (196 zero bytes on a fresh
+ * control) counts as applied without being applied. Check a payload with
+ * vora_preset_decode and vora_preset_check first and apply it only when no
+ * value is refused. */
 LARKSPIN_API bool vora_ap_apply_preset_payload(unsigned char* payload);
 
 /* Sets the bypass flag of every control (result of the newest control). */

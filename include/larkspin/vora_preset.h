@@ -156,7 +156,10 @@ LARKSPIN_API int vora_preset_band_layout(float sampleRate, vora_band_info* bands
 /* The weight of band `band` (0..13) at `frequencyHz` (0 .. sampleRate / 2),
  * in dB (10 log10 of the magnitude-squared response the engine applies to
  * the spectrum), at `sampleRate`. At the FFT's bin frequencies it equals the
- * engine's own table. NaN for a band outside 0..13, a frequency outside
+ * engine's own table. Finite over the whole range, 0 Hz and the Nyquist
+ * frequency included: deep in a stopband the response is floored at
+ * -379.3 dB (the smallest normal float; the engine's table holds nothing
+ * larger there). NaN for a band outside 0..13, a frequency outside
  * 0..sampleRate/2 or not finite, or an unsupported rate. */
 LARKSPIN_API double vora_preset_band_response_db(float sampleRate, int band, double frequencyHz);
 

@@ -157,6 +157,13 @@ Plugin::Plugin(int channels, float sampleRate, const LV2_Feature* const* feature
   schedule_ = static_cast<LV2_Worker_Schedule*>(const_cast<void*>(featureData(features, LV2_WORKER__schedule)));
   auto* log = static_cast<LV2_Log_Log*>(const_cast<void*>(featureData(features, LV2_LOG__log)));
   lv2_log_logger_init(&logger_, map_, log);
+  // The library's diagnostic lines go to the host's log (standard error when
+  // it offers none), not to the host's standard output.
+  processor_.setMessageHook(
+      [](void* self, const char* line) {
+        lv2_log_warning(&static_cast<Plugin*>(self)->logger_, "larkspin: %s\n", line);
+      },
+      this);
   if (map_ != nullptr) {
     uris_.mapAll(map_);
   }

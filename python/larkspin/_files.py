@@ -18,10 +18,11 @@ def process_file(in_path, out_path, preset=None, intensity=1.0, align=False, max
                with the input sample for sample; the output always has the
                input's length.
 
-    The file goes through in whole blocks of max_block frames from a fresh
-    Processor; at full intensity without bypass that gives the same samples
-    as `larkspin process` (which lets the mix settle on silence first when
-    the intensity is lower).
+    The file goes through a fresh Processor, without the hop its queue adds;
+    at full intensity without bypass that gives the same samples as
+    `larkspin process` with a --block of whole hops, its default 256
+    included (the program lets the mix settle on silence first when the
+    intensity is lower).
 
     Returns the processed audio as float32, shape (channels, frames).
     Needs Debian's python3-soundfile.
@@ -37,12 +38,10 @@ def process_file(in_path, out_path, preset=None, intensity=1.0, align=False, max
     data, rate = soundfile.read(str(in_path), dtype="float32", always_2d=True)
     frames = data.shape[0]
     with Processor(rate, info.channels, max_block, preset=preset, intensity=intensity) as processor:
-        skip = processor.latency if align else 0
-        # Whole blocks, as an audio callback delivers them (the same samples
-        # as the larkspin program): the tail is padded with silence, which
-        # also flushes the latency when aligning.
-        padded = -(-(frames + skip) // max_block) * max_block
-        x = np.zeros((info.channels, padded), np.float32)
+        # Without the queue's hop the output is the library's own; aligned,
+        # without the library's latency too. The tail of silence flushes it.
+        skip = processor.latency if align else processor._queue_frames
+        x = np.zeros((info.channels, frames + skip), np.float32)
         x[:, :frames] = data.T
         y = np.ascontiguousarray(processor.process(x, out=x)[:, skip : skip + frames])
     if info.subtype not in ("FLOAT", "DOUBLE"):

@@ -108,11 +108,8 @@ class Preset:
     @classmethod
     def from_payload(cls, payload):
         """Decodes a 196-byte payload (bytes-like). Any 196 bytes decode;
-        values the library would refuse stay as they are (see check())."""
-        payload = bytes(memoryview(payload).cast("B"))
-        if len(payload) != 196:
-            raise ValueError(f"a preset payload is 196 bytes, not {len(payload)}")
-        return cls._from_values(_larkspin._preset_parse(payload, "payload")[0])
+        values the library would refuse stay as they are (see refused())."""
+        return cls._from_values(_larkspin._preset_decode(bytes(memoryview(payload).cast("B"))))
 
     def to_payload(self):
         """The 196-byte payload; ValueError naming every refused value."""

@@ -10,18 +10,24 @@ class Processor(_larkspin.Processor):
 
     sample_rate  Hz, 32000 to 192000.
     channels     1 (mono) or 2 (stereo).
-    max_block    largest block, in frames, handed to the library at once;
-                 process() takes any length and cuts it into such blocks.
+    max_block    largest block, in frames, handed to the library at once
+                 (rounded down to whole hops, at least one); process()
+                 takes any length.
     preset       a Preset or its 196-byte payload; None means
                  Preset.default().
-    intensity    0 (dry) to 1 (fully processed).
+    intensity    0 (dry) to 1 (fully processed); ValueError outside.
 
     The instance keeps its audio state between process() calls, so a long
-    signal may be fed in pieces of any size with the same result (for the
-    same cut into library blocks). Use it as a context manager, or call
-    close(), to free it at once. Calls on one Processor from several threads
-    are serialised; process() releases the interpreter lock while the
-    library works, so several Processors run in parallel.
+    signal may be fed in pieces of any size: the output is the same, and
+    delayed by exactly `latency` frames, however the signal is cut (the
+    library is fed whole hops through a queue of one hop). Presets are
+    checked with the library's own check before anything is applied: a
+    refused value raises ValueError naming band, channel, field and range,
+    and leaves the preset in force unchanged. The library's diagnostic
+    lines, if any, arrive as RuntimeWarnings. Use it as a context manager,
+    or call close(), to free it at once. Calls on one Processor from
+    several threads are serialised; process() releases the interpreter
+    lock while the library works, so several Processors run in parallel.
 
     Example:
 
@@ -32,8 +38,9 @@ class Processor(_larkspin.Processor):
     __slots__ = ()
 
     def __init__(self, sample_rate, channels, max_block=1024, *, preset=None, intensity=1.0):
-        """Sets the instance up; ValueError for a rate, channel count or
-        block size the library does not take, or a preset it refuses."""
+        """Sets the instance up; ValueError for a rate, channel count,
+        block size or intensity the library does not take, or a preset it
+        refuses."""
         super().__init__(sample_rate, channels, max_block)
         self.apply_preset(Preset.default() if preset is None else preset)
         self.intensity = intensity
@@ -43,20 +50,18 @@ class Processor(_larkspin.Processor):
 
         preset: a Preset, or its 196-byte payload (bytes, bytearray,
         memoryview or a uint8 array). Raises ValueError, naming the band,
-        channel, field and allowed range, for values the library refuses.
+        channel, field and allowed range of each value the library
+        refuses; nothing is applied then.
         """
-        if isinstance(preset, Preset):
-            preset = preset.to_payload()
-        try:
-            super().apply_preset(preset)
-        except ValueError as refused:
-            if "refused" not in str(refused):
-                raise
-            problems = Preset.from_payload(preset).refused()
-            raise ValueError("the library refused the preset payload: " + "; ".join(problems)) from None
+        super().apply_preset(preset.to_payload() if isinstance(preset, Preset) else preset)
 
     @property
     def preset(self):
         """The preset in force, decoded from its payload (a copy: changing
-        it changes nothing until it is applied)."""
+        it changes nothing until it is applied). Setting it is
+        apply_preset()."""
         return Preset.from_payload(self.payload)
+
+    @preset.setter
+    def preset(self, preset):
+        self.apply_preset(preset)

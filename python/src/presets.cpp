@@ -71,6 +71,17 @@ std::vector<std::pair<bool, std::string>> issues(const py::bytes& raw) {
   return lines;
 }
 
+py::bytes decodedValues(const py::bytes& payload) {
+  const std::string bytes = payload;
+  if (bytes.size() != VORA_AP_PRESET_PAYLOAD_SIZE) {
+    throw py::value_error("a preset payload is " + std::to_string(VORA_AP_PRESET_PAYLOAD_SIZE) + " bytes, not " +
+                          std::to_string(bytes.size()));
+  }
+  vora_preset preset;
+  vora_preset_decode(reinterpret_cast<const unsigned char*>(bytes.data()), &preset);
+  return bytesOf(&preset, sizeof preset);
+}
+
 py::list bandLayout(double sampleRate) {
   vora_band_info bands[VORA_BAND_COUNT];
   if (vora_preset_band_layout(static_cast<float>(sampleRate), bands) == 0) {
@@ -86,9 +97,14 @@ py::list bandLayout(double sampleRate) {
 
 } // namespace
 
+void checkPayload(const std::string& payload) {
+  presetCall([&] { return larkspin_json::parse(payload, "payload"); });
+}
+
 void bindPresets(py::module_& module) {
   using namespace pybind11::literals;
   module.def("_preset_default", &defaultValues, "Raw values of the built-in default preset.");
+  module.def("_preset_decode", &decodedValues, "payload"_a, "Raw values of any 196-byte payload, refused ones too.");
   module.def("_preset_issues", &issues, "values"_a, "(refused, text) per refused or rounded value.");
   module.def(
       "_preset_encode",

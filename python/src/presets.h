@@ -5,9 +5,15 @@
 
 #include <pybind11/pybind11.h>
 
+#include <string>
+
 namespace larkspin_python {
 
 void bindPresets(pybind11::module_& module);
+
+// Raises ValueError, in the words the larkspin program and plug-in use,
+// unless the library takes every value of the 196-byte `payload`.
+void checkPayload(const std::string& payload);
 
 } // namespace larkspin_python
 

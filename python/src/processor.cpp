@@ -1,5 +1,9 @@
 #include "processor.h"
 
+#include "presets.h"
+
+#include <larkspin/vora_preset.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -105,20 +109,49 @@ void checkShape(const py::array& array, int channels, const char* name) {
 
 } // namespace
 
-Processor::Processor(double sampleRate, int channels, int maxBlock)
-    : sampleRate_(sampleRate), channels_(channels), maxBlock_(maxBlock) {
+Processor::Processor(double sampleRate, int channels, int maxBlock) : sampleRate_(sampleRate), channels_(channels) {
   if (channels != 1 && channels != 2) {
     throw py::value_error("channels must be 1 (mono) or 2 (stereo), not " + std::to_string(channels));
   }
   if (maxBlock < 1) {
     throw py::value_error("max_block must be at least 1 frame, not " + std::to_string(maxBlock));
   }
-  scratch_.assign(static_cast<std::size_t>(channels) * static_cast<std::size_t>(maxBlock), 0.0f);
+  // The library delays by exactly its latency only when every block is a
+  // whole number of hops (a quarter of its FFT).
+  vora_band_info bands[VORA_BAND_COUNT];
+  hop_ = std::isfinite(sampleRate) ? vora_preset_band_layout(static_cast<float>(sampleRate), bands) / 4 : 0;
+  maxBlock_ = hop_ > 0 ? std::max(hop_, maxBlock / hop_ * hop_) : maxBlock;
   instance_ = std::make_unique<vora::GenericAudioProcessor>();
-  if (!std::isfinite(sampleRate) || !instance_->setup(static_cast<float>(sampleRate), maxBlock, channels)) {
+  instance_->setMessageHook(
+      [](void* self, const char* line) {
+        try {
+          static_cast<Processor*>(self)->lines_.emplace_back(line);
+        } catch (...) {
+          // Out of memory: the line is lost, the call goes on.
+        }
+      },
+      this);
+  if (hop_ == 0 || !instance_->setup(static_cast<float>(sampleRate), maxBlock_, channels)) {
     throw py::value_error("the library does not take sample_rate=" + text(py::float_(sampleRate)) +
                           " Hz with max_block=" + std::to_string(maxBlock) +
                           " (sample rates from 32000 to 192000 Hz are supported)");
+  }
+  queue_.assign(static_cast<std::size_t>(channels) *
+                    (static_cast<std::size_t>(hop_) + static_cast<std::size_t>(maxBlock_)),
+                0.0f);
+  warnLines();
+}
+
+void Processor::warnLines() {
+  std::vector<std::string> lines;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    lines.swap(lines_);
+  }
+  for (const std::string& line : lines) {
+    if (PyErr_WarnEx(PyExc_RuntimeWarning, line.c_str(), 1) != 0) {
+      throw py::error_already_set(); // warnings turned into errors
+    }
   }
 }
 
@@ -172,14 +205,30 @@ py::object Processor::process(const py::object& input, const py::object& out) {
     if (!instance_) {
       return false;
     }
-    float* buffers[2] = {scratch_.data(), channels_ > 1 ? scratch_.data() + maxBlock_ : nullptr};
-    for (py::ssize_t first = 0; first < frames; first += maxBlock_) {
+    // Per channel: [hop_ - queued_ processed frames | queued_ raw frames |
+    // count new frames]. The raw frames go to the library in whole hops;
+    // the first count frames go out; the last hop_ frames stay queued.
+    const std::size_t stride = static_cast<std::size_t>(hop_) + static_cast<std::size_t>(maxBlock_);
+    float* queue[2] = {queue_.data(), channels_ > 1 ? queue_.data() + stride : nullptr};
+    for (py::ssize_t first = 0; first < frames;) {
       const int count = static_cast<int>(std::min<py::ssize_t>(maxBlock_, frames - first));
-      gather(from, channels_, first, count, buffers);
-      if (!instance_->process(buffers, count)) {
-        return false;
+      float* newFrames[2] = {queue[0] + hop_, queue[1] != nullptr ? queue[1] + hop_ : nullptr};
+      gather(from, channels_, first, count, newFrames);
+      const int raw = queued_ + count;
+      const int whole = raw / hop_ * hop_;
+      if (whole > 0) {
+        const int start = hop_ - queued_;
+        float* block[2] = {queue[0] + start, queue[1] != nullptr ? queue[1] + start : nullptr};
+        if (!instance_->process(block, whole)) {
+          return false;
+        }
       }
-      scatter(buffers, channels_, first, count, to);
+      scatter(queue, channels_, first, count, to);
+      for (int c = 0; c < channels_; ++c) {
+        std::memmove(queue[c], queue[c] + count, static_cast<std::size_t>(hop_) * sizeof(float));
+      }
+      queued_ = raw - whole;
+      first += count;
     }
     return true;
   });
@@ -201,9 +250,14 @@ void Processor::applyPreset(const py::object& payload) {
     throw py::value_error("a preset payload is " + std::to_string(VORA_AP_PRESET_PAYLOAD_SIZE) + " bytes, not " +
                           std::to_string(bytes.size()));
   }
+  // The library would apply the values it accepts and skip the others (and
+  // take a payload equal to the one it stores as applied without applying
+  // it): checked first, a payload is applied whole or refused.
+  checkPayload(bytes);
   unsigned char copy[VORA_AP_PRESET_PAYLOAD_SIZE];
   std::memcpy(copy, bytes.data(), sizeof copy);
   const bool applied = locked([&] { return instance_ && instance_->applyPresetPayload(copy); });
+  warnLines();
   if (!applied) {
     locked([&] { return &instance(); });
     throw py::value_error("the library refused the preset payload");
@@ -213,8 +267,14 @@ void Processor::applyPreset(const py::object& payload) {
 void Processor::reset() {
   // Set-up keeps the interpreter lock: it serialises set-ups across
   // Processors, which the library asks of its hosts.
-  const std::lock_guard<std::mutex> lock(mutex_);
-  const bool ok = instance().setup(static_cast<float>(sampleRate_), maxBlock_, channels_);
+  bool ok = false;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ok = instance().setup(static_cast<float>(sampleRate_), maxBlock_, channels_);
+    std::fill(queue_.begin(), queue_.end(), 0.0f);
+    queued_ = 0;
+  }
+  warnLines();
   if (!ok) {
     throw std::runtime_error("the library could not set the Processor up again");
   }
@@ -233,10 +293,12 @@ float Processor::intensity() {
 }
 
 void Processor::setIntensity(double intensity) {
-  if (std::isnan(intensity)) {
-    throw py::value_error("intensity must be a number from 0 to 1, not nan");
+  // Refused, not clamped, as the larkspin program refuses it.
+  if (!(intensity >= 0.0 && intensity <= 1.0)) {
+    throw py::value_error("intensity must be a number from 0 to 1, not " + text(py::float_(intensity)));
   }
   locked([&] { return instance().setVoraficationIntensity(static_cast<float>(intensity)); });
+  warnLines();
 }
 
 bool Processor::bypassed() {
@@ -245,10 +307,11 @@ bool Processor::bypassed() {
 
 void Processor::setBypassed(bool bypassed) {
   locked([&] { return instance().setBypassed(bypassed); });
+  warnLines();
 }
 
 int Processor::latency() {
-  return static_cast<int>(locked([&] { return instance().getProcessingLatency(); }));
+  return static_cast<int>(locked([&] { return instance().getProcessingLatency(); })) + hop_;
 }
 
 py::bytes Processor::currentPayload() {
@@ -272,23 +335,31 @@ out  optional float32 or float64 array of x's shape to write into; it may
      be x itself (in-place processing).
 
 The library works in float32; float64 data is converted on the way in and
-out. The output is delayed by `latency` frames.)")
+out. The output is delayed by exactly `latency` frames, however a stream
+is cut into arrays: the library is fed whole hops through a queue.)")
       .def("apply_preset", &Processor::applyPreset, "payload"_a,
-           "Puts a preset payload (196 bytes) in force on this Processor only.")
+           "Puts a preset payload (196 bytes) in force on this Processor only; ValueError, naming each refused\n"
+           "value as the library does, when the library refuses any of its values (nothing is applied).")
       .def("reset", &Processor::reset,
-           "Clears the audio state (as a fresh stream); preset, intensity and bypass are kept.")
+           "Clears the audio state and the queue (as a fresh stream); preset, intensity and bypass are kept.")
       .def("close", &Processor::close, "Frees the instance; later calls raise ValueError. Closing twice is fine.")
       .def_property_readonly("closed", &Processor::closed, "True after close().")
       .def_property("intensity", &Processor::intensity, &Processor::setIntensity,
-                    "Share of the processed signal, 0 (dry) to 1 (fully processed); values outside are clamped.")
+                    "Share of the processed signal, 0 (dry) to 1 (fully processed); ValueError for values outside.")
       .def_property("bypassed", &Processor::bypassed, &Processor::setBypassed,
                     "When True the input passes unprocessed (still delayed by the latency).")
-      .def_property_readonly("latency", &Processor::latency, "Delay of the output behind the input, frames.")
-      .def_property_readonly("payload", &Processor::currentPayload,
-                             "The preset payload in force (196 bytes; all zero before the first one).")
+      .def_property_readonly("latency", &Processor::latency,
+                             "Delay of the output behind the input, frames: the library's latency plus the one hop\n"
+                             "(a quarter of its FFT) that the queue feeding it whole hops adds; the same for any\n"
+                             "lengths of the arrays given to process().")
+      .def_property("payload", &Processor::currentPayload, &Processor::applyPreset,
+                    "The preset payload in force (196 bytes); setting it is apply_preset().")
+      .def_property_readonly("_queue_frames", &Processor::hop, "Frames of delay the queue adds: one hop.")
       .def_property_readonly("sample_rate", &Processor::sampleRate, "Sample rate, Hz.")
       .def_property_readonly("channels", &Processor::channels, "Channel count, 1 or 2.")
-      .def_property_readonly("max_block", &Processor::maxBlock, "Largest block handed to the library, frames.")
+      .def_property_readonly("max_block", &Processor::maxBlock,
+                             "Largest block handed to the library, frames: the max_block given, rounded down to\n"
+                             "whole hops (at least one).")
       .def("__enter__", [](py::object self) { return self; })
       .def("__exit__", [](Processor& self, const py::args&) { self.close(); })
       .def("__repr__", [](const Processor& self) {

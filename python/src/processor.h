@@ -1,5 +1,6 @@
-// One processing instance for Python: numpy arrays of any length in, blocked
-// into the library's maximum block size, with the interpreter lock released
+// One processing instance for Python: numpy arrays of any length in, fed to
+// the library in whole hops through a queue of one hop, so that the delay is
+// the same however the arrays are cut; the interpreter lock is released
 // while the library works.
 #ifndef LARKSPIN_PYTHON_PROCESSOR_H
 #define LARKSPIN_PYTHON_PROCESSOR_H
@@ -11,6 +12,7 @@
 
 #include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
 
 namespace larkspin_python {
@@ -18,6 +20,8 @@ namespace larkspin_python {
 class Processor {
 public:
   Processor(double sampleRate, int channels, int maxBlock);
+  Processor(const Processor&) = delete;
+  Processor& operator=(const Processor&) = delete;
 
   pybind11::object process(const pybind11::object& input, const pybind11::object& out);
   void applyPreset(const pybind11::object& payload);
@@ -35,6 +39,7 @@ public:
   double sampleRate() const { return sampleRate_; }
   int channels() const { return channels_; }
   int maxBlock() const { return maxBlock_; }
+  int hop() const { return hop_; }
 
 private:
   // Runs `work` on the instance with the interpreter lock released and the
@@ -42,13 +47,21 @@ private:
   // run beside it nor close the instance under it.
   template <typename Work> auto locked(Work&& work);
   vora::GenericAudioProcessor& instance(); // lock held; throws when closed
+  // The library's lines of the calls made so far, as RuntimeWarnings.
+  void warnLines();
 
   double sampleRate_;
   int channels_;
-  int maxBlock_;
+  int hop_ = 0;      // the library's hop, frames
+  int maxBlock_ = 0; // whole hops
   std::mutex mutex_;
   std::unique_ptr<vora::GenericAudioProcessor> instance_;
-  std::vector<float> scratch_; // channels_ * maxBlock_ samples
+  // Per channel hop_ + maxBlock_ samples: the queue's hop_ frames (those
+  // processed and not yet returned, then `queued_` raw ones), and room for
+  // a block of new input behind them.
+  std::vector<float> queue_;
+  int queued_ = 0;
+  std::vector<std::string> lines_; // filled by the library on the calling thread, under mutex_
 };
 
 void bindProcessor(pybind11::module_& module);

@@ -5,7 +5,8 @@
 // Threads: the graph, the node's parameter table and the stored settings
 // belong to the control thread; process (the audio thread) reads only what
 // set-up fixed, the node's published live settings, the bypass flag mirror
-// and writes the debug record into a latch that getters on any thread read.
+// and writes the debug record and the band read-out into latches that
+// getters on any thread read.
 #include <larkspin/generic_audio_processor.h>
 
 #include "api/debug_info.h"
@@ -13,6 +14,7 @@
 #include "dsp/node_pexon.h"
 #include "dsp/payload_codec.h"
 #include "dsp/preset_conversion.h"
+#include "framework/message_sink.h"
 #include "framework/record_latch.h"
 #include "graph/graph.h"
 #include "graph/node_factory.h"
@@ -21,7 +23,8 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
-#include <iostream>
+#include <locale>
+#include <sstream>
 #include <string>
 
 namespace vora {
@@ -39,7 +42,17 @@ struct GenericAudioProcessor::PrivateImplementation {
   bool bypassed = false;
   std::atomic<bool> bypassedForDebugInfo{false}; // the audio thread's copy of `bypassed`
   RecordLatch<DebugInfo> debugInfo{DebugInfo{}};
+  // The engine's read-out of its last hop, copied whole after each block so
+  // that a meter on another thread never sees the engine mid-hop.
+  const node_pexon* dynamicsNode = nullptr; // set-up only
+  RecordLatch<PexVorafier::BandReadout> bandReadout;
   std::string libVersion;
+  // Where this instance's diagnostic lines go (null: standard output); used
+  // by the calls that may emit lines, never by process.
+  MessageHook messageHook = nullptr;
+  void* messageContext = nullptr;
+
+  MessageRoute route() const { return MessageRoute(messageHook, messageContext); }
 
   uint32_t processor() const { return static_cast<uint32_t>(processorNodeId); }
 
@@ -91,13 +104,17 @@ GenericAudioProcessor::~GenericAudioProcessor() {
 }
 
 bool GenericAudioProcessor::setup(float sampleRate, int maximumFrames, int channels) {
+  const MessageRoute route = implementation->route();
   try {
     PrivateImplementation& self = *implementation;
     self.graph.reset();
+    self.dynamicsNode = nullptr;
+    self.bandReadout.store({});
     if (!self.graph.setup(channels, channels, maximumFrames, static_cast<double>(sampleRate))) {
       return false;
     }
     self.configureNodes(channels);
+    self.dynamicsNode = dynamic_cast<const node_pexon*>(self.graph.findNode(self.processor()));
     self.timeStamp = AudioTimeStamp{0, true};
     // A preset in force survives every set-up.
     if (self.presetApplied && self.graph.isSetUp()) {
@@ -126,6 +143,9 @@ bool GenericAudioProcessor::process(float** channels, int frames) {
     ok = self.graph.isSetUp() && self.graph.isPrepared() && self.graph.process(frames, channels, self.timeStamp);
   }
   self.timeStamp.sampleTime += static_cast<int64_t>(frames); // always, even when nothing was processed
+  if (ok && self.dynamicsNode != nullptr) {
+    self.bandReadout.store(self.dynamicsNode->engine().bandReadout());
+  }
   const auto end = std::chrono::steady_clock::now();
   self.debugInfo.store(makeDebugInfo(ok, self.bypassedForDebugInfo.load(std::memory_order_relaxed), end - start, frames,
                                      self.graph.getSampleRate(), self.graph.getMaximumFrames()));
@@ -133,6 +153,7 @@ bool GenericAudioProcessor::process(float** channels, int frames) {
 }
 
 bool GenericAudioProcessor::applyPresetPayload(unsigned char* payload) {
+  const MessageRoute route = implementation->route();
   try {
     PrivateImplementation& self = *implementation;
     if (!self.graph.isSetUp() || payload == nullptr) {
@@ -159,6 +180,7 @@ unsigned char* GenericAudioProcessor::getCurrentPresetPayload() {
 }
 
 bool GenericAudioProcessor::setBypassed(bool bypassed) {
+  const MessageRoute route = implementation->route();
   return implementation->pushBypass(bypassed);
 }
 
@@ -167,6 +189,7 @@ bool GenericAudioProcessor::getBypassed() const {
 }
 
 bool GenericAudioProcessor::setVoraficationIntensity(float intensity) {
+  const MessageRoute route = implementation->route();
   return implementation->pushIntensity(intensity);
 }
 
@@ -183,11 +206,13 @@ GenericAudioProcessor::DebugInfo GenericAudioProcessor::getDebugInfo() const {
 }
 
 bool GenericAudioProcessor::getBandReadout(float* levelsDb, float* gainsDb) const {
-  const auto* node = dynamic_cast<const node_pexon*>(implementation->graph.findNode(implementation->processor()));
-  if (levelsDb == nullptr || gainsDb == nullptr || node == nullptr || !implementation->graph.isSetUp()) {
+  // Process refuses every block exactly when the graph is not set up and
+  // prepared; both flags change only during set-up.
+  const Graph& graph = implementation->graph;
+  if (levelsDb == nullptr || gainsDb == nullptr || !graph.isSetUp() || !graph.isPrepared()) {
     return false;
   }
-  const PexVorafier::BandReadout& readout = node->engine().bandReadout();
+  const PexVorafier::BandReadout readout = implementation->bandReadout.load();
   static_assert(sizeof readout.gainDb == sizeof(float) * VORA_AP_BAND_COUNT * 2);
   for (int band = 0; band < VORA_AP_BAND_COUNT; ++band) {
     for (int ch = 0; ch < 2; ++ch) {
@@ -200,7 +225,23 @@ bool GenericAudioProcessor::getBandReadout(float* levelsDb, float* gainsDb) cons
 }
 
 void GenericAudioProcessor::logDebugInfo() const {
-  printDebugInfo(implementation->debugInfo.load(), std::cout);
+  const MessageRoute route = implementation->route();
+  try {
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    printDebugInfo(implementation->debugInfo.load(), text);
+    std::istringstream lines(text.str());
+    for (std::string line; std::getline(lines, line);) {
+      emitLine(line);
+    }
+  } catch (...) {
+    // Out of memory for a diagnostic: nothing is printed.
+  }
+}
+
+void GenericAudioProcessor::setMessageHook(MessageHook hook, void* context) {
+  implementation->messageHook = hook;
+  implementation->messageContext = context;
 }
 
 int GenericAudioProcessor::getTechLevel() const {

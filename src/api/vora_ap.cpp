@@ -17,6 +17,10 @@ GenericAudioProcessor* instanceOf(vora_ap_control* control) {
   return control != nullptr ? control->instance : nullptr;
 }
 
+// The host's message hook, given to every control (control thread only).
+vora_ap_message_hook messageHook = nullptr;
+void* messageContext = nullptr;
+
 vora_ap_debug_info zeroDebugInfo() {
   vora_ap_debug_info info;
   std::memset(&info, 0, sizeof info);
@@ -31,6 +35,7 @@ vora_ap_control* vora_ap_create_control(float sampleRate, int maximumFrames, int
   GenericAudioProcessor* instance = nullptr;
   try {
     instance = new GenericAudioProcessor;
+    instance->setMessageHook(messageHook, messageContext);
     if (!instance->setup(sampleRate, maximumFrames, stereo != 0 ? 2 : 1)) {
       delete instance; // nothing is registered; a refused set-up must not leak
       return nullptr;
@@ -113,6 +118,16 @@ void vora_ap_log_debug_info(vora_ap_control* control) {
       // A failing standard output stream is not the host's problem here.
     }
   }
+}
+
+void vora_ap_set_message_hook(vora_ap_message_hook hook, void* context) {
+  messageHook = hook;
+  messageContext = context;
+  vora::forEachControl([&](GenericAudioProcessor* instance, bool*) {
+    if (instance != nullptr) {
+      instance->setMessageHook(hook, context);
+    }
+  });
 }
 
 const char* vora_ap_get_wrapper_version(void) {

@@ -12,6 +12,9 @@
 
 namespace {
 
+// 10 log10 of the smallest normal float.
+constexpr double kFloorDb = -379.2977945366163;
+
 bool supportedRate(float sampleRate) {
   return sampleRate >= vora::PexVorafier::kMinSampleRate && sampleRate <= vora::PexVorafier::kMaxSampleRate;
 }
@@ -52,10 +55,12 @@ double vora_preset_band_response_db(float sampleRate, int band, double frequency
       !(frequencyHz <= nyquistHz)) {
     return std::numeric_limits<double>::quiet_NaN();
   }
-  // The tables take bin 0 a hair above 0 Hz, where every band is finite.
+  // The tables take bin 0 a hair above 0 Hz; so does the response.
   const double binCount = static_cast<double>(vora::fftSizeForRate(sampleRate)) / 2.0;
   const double omega = std::max(std::numbers::pi * frequencyHz / nyquistHz, std::numbers::pi / binCount * 1e-10);
-  return 10.0 * std::log10(vora::bandWeight(band, static_cast<double>(sampleRate), omega));
+  // Below the smallest normal float the engine's table holds nothing usable
+  // (processing flushes such weights to zero), so that is the floor.
+  return std::max(vora::bandWeightDb(band, static_cast<double>(sampleRate), omega), kFloorDb);
 }
 
 } // extern "C"

@@ -34,7 +34,8 @@ BandDesign designBand(int band, double sampleRate) {
   return {Shape::Bandpass, 4, std::atan(omega0 / 2.0), omega0 / (2.0 * t2 - 2.0 * t1)};
 }
 
-double weightAt(const BandDesign& design, double omega) {
+// The analog prototype's variable at the digital frequency `omega`.
+Complex prototypeVariable(const BandDesign& design, double omega) {
   const double k = std::cos(design.theta) / std::sin(design.theta);
   const Complex zInverse(std::cos(omega), -std::sin(omega));
   Complex p = k * (1.0 - zInverse) / (1.0 + zInverse);
@@ -43,11 +44,21 @@ double weightAt(const BandDesign& design, double omega) {
   } else if (design.shape == Shape::Bandpass) {
     p = design.q * (p + 1.0 / p);
   }
+  return p;
+}
+
+// One second-order factor of the Butterworth denominator.
+Complex section(const BandDesign& design, Complex p, int m) {
   const int n = design.order;
+  const double phi = (2.0 * m + n - 1.0) * std::numbers::pi / (2.0 * n);
+  return p * p - 2.0 * std::cos(phi) * p + 1.0;
+}
+
+double weightAt(const BandDesign& design, double omega) {
+  const Complex p = prototypeVariable(design, omega);
   Complex denominator(1.0, 0.0);
-  for (int m = 1; m <= n / 2; ++m) {
-    const double phi = (2.0 * m + n - 1.0) * std::numbers::pi / (2.0 * n);
-    denominator *= p * p - 2.0 * std::cos(phi) * p + 1.0;
+  for (int m = 1; m <= design.order / 2; ++m) {
+    denominator *= section(design, p, m);
   }
   return 1.0 / std::norm(denominator);
 }
@@ -56,6 +67,18 @@ double weightAt(const BandDesign& design, double omega) {
 
 double bandWeight(int band, double sampleRate, double omega) {
   return weightAt(designBand(band, sampleRate), omega);
+}
+
+double bandWeightDb(int band, double sampleRate, double omega) {
+  // Section by section: far into a twentieth-order stopband the product of
+  // the sections overflows a double, while each section's square does not.
+  const BandDesign design = designBand(band, sampleRate);
+  const Complex p = prototypeVariable(design, omega);
+  double db = 0.0;
+  for (int m = 1; m <= design.order / 2; ++m) {
+    db -= 10.0 * std::log10(std::norm(section(design, p, m)));
+  }
+  return db;
 }
 
 void BandBank::build(float rate, uint32_t size, float thresholdDb) {

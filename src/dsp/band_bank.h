@@ -30,6 +30,9 @@ inline uint32_t fftSizeForRate(float sampleRate) {
 // entry, also between the bins. The tables take bin 0 at a tiny positive
 // omega, where the formula is still finite.
 double bandWeight(int band, double sampleRate, double omega);
+// The same in dB (10 log10 |H|^2), finite over the whole of (0, pi] where
+// bandWeight underflows to 0 or overflows to NaN deep in a stopband.
+double bandWeightDb(int band, double sampleRate, double omega);
 
 // The bins where a band's weight is above the search threshold.
 struct BandRange {

@@ -1,6 +1,10 @@
 #include "framework/audio_processor_parameter.h"
 
-#include <iostream>
+#include "framework/message_sink.h"
+
+#include <locale>
+#include <sstream>
+#include <string>
 #include <typeinfo>
 
 namespace vora {
@@ -9,8 +13,13 @@ AudioProcessorParameter::AudioProcessorParameter() : typeName_(typeid(float).nam
 
 bool AudioProcessorParameter::setValue(float value) {
   if (!(minimum_ <= value) || !(maximum_ >= value)) {
-    std::cout << "***** parameter value " << value << " out of range: " << minimum_ << " - " << maximum_ << "\n"
-              << "***** for parameter with identifier " << static_cast<int32_t>(identifier_) << "\n";
+    // The stream's default float notation, as a default standard output
+    // stream would print it.
+    std::ostringstream line;
+    line.imbue(std::locale::classic());
+    line << "***** parameter value " << value << " out of range: " << minimum_ << " - " << maximum_;
+    emitLine(line.str());
+    emitLine("***** for parameter with identifier " + std::to_string(static_cast<int32_t>(identifier_)));
     return false;
   }
   const float previous = value_;

@@ -18,8 +18,8 @@ public:
 
   AudioProcessorParameter();
 
-  // Accepts minimum <= value <= maximum (NaN never); otherwise prints two
-  // "*****" lines and keeps the old value.
+  // Accepts minimum <= value <= maximum (NaN never); otherwise emits two
+  // "*****" lines (framework/message_sink.h) and keeps the old value.
   bool setValue(float value);
 
   void addListener(const Callback& listener) { listeners_.push_back(listener); }

@@ -1,7 +1,8 @@
 #include "framework/audio_processor_preset.h"
 
+#include "framework/message_sink.h"
+
 #include <charconv>
-#include <cstdio>
 
 namespace vora {
 
@@ -22,7 +23,7 @@ std::string AudioProcessorPreset::makeKey(ParameterIdentifier id, unsigned chann
   const auto& names = parameterNames();
   const auto it = names.find(static_cast<int32_t>(id));
   if (it == names.end()) {
-    std::printf("* parameter not found: %d\n", static_cast<int>(id));
+    emitFormattedLine("* parameter not found: %d", static_cast<int>(id));
     return {};
   }
   return it->second + "_" + std::to_string(channel) + "_" + std::to_string(band);
@@ -61,7 +62,7 @@ void AudioProcessorPreset::forEachParameter(
       id = findParameterIdentifier(key.substr(0, channelSeparator));
     }
     if (!id) {
-      std::printf("***** preset entry skipped, key not understood: \"%s\"\n", key.c_str());
+      emitFormattedLine("***** preset entry skipped, key not understood: \"%s\"", key.c_str());
       continue;
     }
     f(*id, value, channel, band);

@@ -1,7 +1,8 @@
 #include "graph/connection_table.h"
 
+#include "framework/message_sink.h"
+
 #include <algorithm>
-#include <cstdio>
 #include <type_traits>
 
 namespace vora {
@@ -11,9 +12,9 @@ void ConnectionTable::add(const NodeConnection& connection) {
     for (const auto& wanted : connection.channels) {
       for (const auto& taken : existing.channels) {
         if (wanted.second == taken.second) {
-          std::printf("***** Attempt at overloading input channel %d on node with identifier %d.\n", wanted.second,
-                      static_cast<int>(connection.targetNode));
-          std::puts("***** This is not supported. Please use a summing processor before connecting to this input.");
+          emitFormattedLine("***** Attempt at overloading input channel %d on node with identifier %d.", wanted.second,
+                            static_cast<int>(connection.targetNode));
+          emitLine("***** This is not supported. Please use a summing processor before connecting to this input.");
           return;
         }
       }

@@ -1,9 +1,9 @@
 #include "graph/graph.h"
 
+#include "framework/message_sink.h"
 #include "graph/node_factory.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 namespace vora {
@@ -201,10 +201,10 @@ void Graph::rebuildRenderPlan() {
 }
 
 void Graph::printRenderSequence() const {
-  std::puts("***** render sequence:");
+  emitLine("***** render sequence:");
   for (uint32_t node : connections_->renderSequence()) {
     if (node != kRenderRoot) {
-      std::printf("*** node with identifier %d\n", static_cast<int>(node));
+      emitFormattedLine("*** node with identifier %d", static_cast<int>(node));
     }
   }
 }

@@ -1,9 +1,8 @@
 #include "graph/node_factory.h"
 
 #include "dsp/node_pexon.h"
+#include "framework/message_sink.h"
 #include "graph/graph_boundary_nodes.h"
-
-#include <cstdio>
 
 namespace vora {
 
@@ -16,7 +15,7 @@ std::unique_ptr<AudioProcessor> makeNode(unsigned type) {
   case NodeType::Dynamics:
     return std::make_unique<node_pexon>();
   }
-  std::puts("***** could not find audio processor!");
+  emitLine("***** could not find audio processor!");
   return nullptr;
 }
 

@@ -1,6 +1,7 @@
 // The band read-out after a steady tone: the tone's band reads the tone's
 // level and the gain the gain computer gives for it, the other bands their
-// idle gains; reading allocates nothing.
+// idle gains; reading allocates nothing. (Reading it while audio runs is a
+// concurrency test.)
 #include <larkspin/vora_ap.h>
 #include <larkspin/vora_preset.h>
 
@@ -71,6 +72,13 @@ TEST(BandReadoutTest, SteadyToneInOneBand) {
   EXPECT_FALSE(vora_ap_get_band_readout(nullptr, levels, gains));
   EXPECT_FALSE(vora_ap_get_band_readout(control, nullptr, gains));
   EXPECT_FALSE(vora_ap_get_band_readout(control, levels, nullptr));
+  // Refused exactly when process is: after a refused update, until a good one.
+  float* channels[2] = {left.data(), right.data()};
+  for (const float rate : {8000.0f, 48000.0f}) {
+    const bool accepted = vora_ap_update(control, rate, kBlock, 1);
+    EXPECT_EQ(vora_ap_process(control, channels, kBlock), accepted) << rate;
+    EXPECT_EQ(vora_ap_get_band_readout(control, levels, gains), accepted) << rate;
+  }
   vora_ap_destroy_control(control);
 }
 

@@ -2,12 +2,18 @@
 // neutral answers; the registry's order and inheritance. (The rules of a
 // single control are the facade's, tested there.)
 #include <larkspin/vora_ap.h>
+#include <larkspin/vora_preset.h>
 
+#include "support/capture_stdout.h"
 #include "support/test_payloads.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -59,6 +65,61 @@ TEST(CInterfaceTest, NewControlsStartAlikeTheOldestWhichAnswersForAll) {
   vora_ap_control* d = vora_ap_create_control(48000.0f, 256, 1);
   expectGetters(0.0f, false);
   ASSERT_TRUE(vora_ap_destroy_control(d));
+}
+
+// A hook gets exactly the lines that are printed without one, and only
+// them; it reaches controls created later; process emits nothing.
+TEST(CInterfaceTest, MessageHookReceivesExactlyThePrintedLines) {
+  vora_ap_control* control = vora_ap_create_control(48000.0f, 256, 0);
+  ASSERT_NE(control, nullptr);
+  auto good = larkspin_test::flatPayload();
+  larkspin_test::Payload refused{};
+  refused.back() = 1; // differs from the stored zeros; its gains decode to minus infinity
+  vora_preset decoded;
+  vora_preset_decode(refused.data(), &decoded);
+  ASSERT_GT(vora_preset_check(&decoded, nullptr, 0, nullptr), 0);
+  std::vector<std::string> lines;
+  const auto collect = [](void* context, const char* line) {
+    static_cast<std::vector<std::string>*>(context)->push_back(line);
+  };
+
+  const std::function<void()> calls[] = {
+      [] { vora_ap_set_vorafication_intensity(NAN); },
+      [&] { vora_ap_apply_preset_payload(good.data()), vora_ap_apply_preset_payload(refused.data()); },
+      [&] { vora_ap_log_debug_info(control); },
+  };
+  for (const auto& call : calls) {
+    const std::string printed = larkspin_test::captureStdout(call);
+    lines.clear();
+    vora_ap_set_message_hook(collect, &lines);
+    EXPECT_EQ(larkspin_test::captureStdout(call), "");
+    vora_ap_set_message_hook(nullptr, nullptr);
+    std::string received;
+    for (const std::string& line : lines) {
+      received += line + "\n";
+    }
+    EXPECT_FALSE(printed.empty());
+    EXPECT_EQ(received, printed);
+  }
+  EXPECT_EQ(larkspin_test::captureStdout(calls[0]),
+            "***** parameter value nan out of range: 0 - 1\n***** for parameter with identifier 8\n");
+
+  ASSERT_TRUE(vora_ap_apply_preset_payload(good.data()));
+  lines.clear();
+  vora_ap_set_message_hook(collect, &lines);
+  vora_ap_control* later = vora_ap_create_control(44100.0f, 64, 1);
+  ASSERT_NE(later, nullptr);
+  calls[0]();
+  EXPECT_EQ(lines.size(), 4u) << "two lines from each control";
+  std::vector<float> samples(300, NAN);
+  float* channels[1] = {samples.data()};
+  lines.clear();
+  EXPECT_TRUE(vora_ap_process(control, channels, 256));
+  EXPECT_FALSE(vora_ap_process(control, channels, 300));
+  EXPECT_TRUE(lines.empty());
+  vora_ap_set_message_hook(nullptr, nullptr);
+  vora_ap_destroy_control(later);
+  vora_ap_destroy_control(control);
 }
 
 } // namespace

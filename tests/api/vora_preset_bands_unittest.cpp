@@ -49,6 +49,11 @@ TEST(PresetBandsTest, LayoutTilesTheSpectrumAtEveryAcceptedRate) {
         // A bandpass passes its centre at unity.
         EXPECT_NEAR(vora_preset_band_response_db(rate, b, bands[b].centreHz), 0.0, 0.01) << rate << " " << b;
       }
+      // Finite from 0 Hz to the Nyquist frequency, deep stopbands included.
+      for (int step = 0; step <= 256; ++step) {
+        const double db = vora_preset_band_response_db(rate, b, rate / 2.0 * step / 256.0);
+        EXPECT_TRUE(db >= -379.3 && db <= 1e-9) << rate << " Hz, band " << b << ", step " << step << ": " << db;
+      }
     }
   }
 }

@@ -54,6 +54,8 @@ def test_payloads_and_json_files_pass_unchanged_between_program_and_module(progr
 
 REFUSED = larkspin.Preset(slow_delay_ms=[20.0] * 12 + [300.0])
 REFUSAL = "band 12, slowDelayMs = 300 is outside the allowed range 0 to 255"
+ZEROS = bytes(196)  # what a fresh library instance stores; it refuses these values
+ZEROS_REFUSAL = "the library refuses the payload 'payload': band 0, channel 0, fastThresholdDb = 82.6094 is outside"
 
 
 @pytest.mark.parametrize(
@@ -61,6 +63,10 @@ REFUSAL = "band 12, slowDelayMs = 300 is outside the allowed range 0 to 255"
     [
         (lambda tmp: REFUSED.to_payload(), ValueError, REFUSAL),
         (lambda tmp: larkspin.Processor(48000, 2, preset=REFUSED), ValueError, REFUSAL),
+        (lambda tmp: larkspin.Processor(48000, 2, preset=ZEROS), ValueError, ZEROS_REFUSAL),
+        (lambda tmp: larkspin.Processor(48000, 1).apply_preset(ZEROS), ValueError, ZEROS_REFUSAL),
+        (lambda tmp: setattr(larkspin.Processor(48000, 1), "payload", bytearray(ZEROS)), ValueError, ZEROS_REFUSAL),
+        (lambda tmp: setattr(larkspin.Processor(48000, 1), "preset", REFUSED), ValueError, REFUSAL),
         (lambda tmp: larkspin.Preset.load(tmp / "refused.json"), ValueError, REFUSAL),
         (lambda tmp: larkspin.Preset.load(tmp / "broken.json"), ValueError, "JSON"),
         (lambda tmp: larkspin.Preset.load(tmp / "missing.json"), FileNotFoundError, ""),
@@ -82,8 +88,15 @@ def test_processor_reports_the_preset_in_force():
     preset = random_preset(9)
     with larkspin.Processor(48000, 2, preset=preset) as processor:
         assert processor.preset == larkspin.Preset.from_payload(preset.to_payload())
-        processor.apply_preset(larkspin.Preset.default().to_payload())
+        processor.payload = larkspin.Preset.default().to_payload()
         assert processor.preset == larkspin.Preset.default()
+        # A refused payload changes nothing, also after a reset; any payload
+        # decodes, refused values included.
+        with pytest.raises(ValueError):
+            processor.apply_preset(ZEROS)
+        processor.reset()
+        assert processor.preset == larkspin.Preset.default()
+        assert len(larkspin.Preset.from_payload(ZEROS).refused()) > 0
 
 
 def test_band_layout_is_the_library_s():

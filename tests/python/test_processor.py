@@ -1,5 +1,6 @@
 """Processor: the same samples as the C interface, whatever the array's
-shape, dtype, layout or length; bad arguments answered in Python's terms."""
+shape, dtype, layout or length, delayed by `latency` however the stream is
+cut; bad arguments answered in Python's terms."""
 
 import re
 import threading
@@ -12,14 +13,7 @@ import larkspin
 from conftest import noise
 
 RATE = 48000
-
-
-def blocks_of(lengths, max_block):
-    """The library blocks one process() call per given length cuts into."""
-    out = []
-    for n in lengths:
-        out += [max_block] * (n // max_block) + ([n % max_block] if n % max_block else [])
-    return out
+HOP = 64  # the library's hop at 48 kHz, a quarter of its FFT
 
 
 def read_only(x):
@@ -35,9 +29,16 @@ def read_only(x):
         (2, [1, 300, 0, 2048, 77], 512, np.float32, False),
     ],
 )
-def test_output_equals_c_interface(c_interface, payload, channels, pieces, max_block, dtype, mono_1d):
-    x32 = noise(channels, sum(pieces))
-    expected = c_interface.process(x32, RATE, max_block, payload, 0.7, blocks_of(pieces, max_block))
+def test_output_is_the_c_interface_s_one_hop_later(c_interface, payload, channels, pieces, max_block, dtype, mono_1d):
+    """However the stream is cut: the library's output for whole hops,
+    behind the one hop the queue adds."""
+    frames = sum(pieces)
+    x32 = noise(channels, frames)
+    hops = -(-frames // HOP)
+    whole = np.zeros((channels, (hops + 1) * HOP), np.float32)
+    whole[:, HOP : HOP + frames] = x32
+    expected = c_interface.process(whole[:, HOP:], RATE, HOP, payload, 0.7, [HOP] * hops)
+    expected = np.concatenate([whole[:, :HOP], expected], axis=1)[:, :frames]
 
     x = x32.astype(dtype)
     with larkspin.Processor(RATE, channels, max_block, preset=payload, intensity=0.7) as processor:
@@ -90,6 +91,8 @@ def test_layouts_give_the_same_samples(payload, arrange):
         (lambda p: p.apply_preset(b"\x00" * 195), ValueError, "196 bytes"),
         (lambda p: p.apply_preset("preset"), TypeError, "196 bytes"),
         (lambda p: setattr(p, "intensity", float("nan")), ValueError, "intensity"),
+        (lambda p: setattr(p, "intensity", 2), ValueError, "from 0 to 1, not 2"),
+        (lambda p: larkspin.Processor(RATE, 2, intensity=-0.5), ValueError, "from 0 to 1, not -0.5"),
         (lambda p: larkspin.Processor(RATE, 3), ValueError, "channels must be 1"),
         (lambda p: larkspin.Processor(8000, 1), ValueError, "32000 to 192000"),
         (lambda p: (p.close(), p.process(np.zeros((2, 4)))), ValueError, "closed"),  # closing twice is fine
@@ -101,14 +104,16 @@ def test_bad_arguments_raise(payload, call, error, message):
             call(processor)
 
 
-def test_bypass_reaches_the_instance(payload):
+@pytest.mark.parametrize("cut", [None, 1000, 777, 100])
+def test_bypass_gives_the_input_delayed_by_the_latency_however_it_is_cut(payload, cut):
     """Once the mix has settled, a bypassed instance gives the input delayed
-    by the latency."""
+    by exactly `latency`, whatever the lengths of the arrays."""
     x = noise(2, RATE, level=0.05)
     with larkspin.Processor(RATE, 2, 512, preset=payload) as processor:
         processor.bypassed = True
         latency = processor.latency
-        y = processor.process(x)
+        pieces = [x] if cut is None else [x[:, i : i + cut] for i in range(0, RATE, cut)]
+        y = np.concatenate([processor.process(piece) for piece in pieces], axis=1)
     np.testing.assert_allclose(y[:, latency:][:, RATE // 2 :], x[:, :-latency][:, RATE // 2 :], atol=1e-5)
 
 

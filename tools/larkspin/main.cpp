@@ -298,6 +298,9 @@ std::string versionText() {
 
 int main(int argc, char** argv) {
   using namespace larkspin_tool;
+  // The library's diagnostic lines join the program's own messages on
+  // standard error: standard output may carry audio or JSON.
+  vora_ap_set_message_hook([](void*, const char* line) { std::fprintf(stderr, "%s\n", line); }, nullptr);
   CLI::App app{"larkspin: hear, read and see what the larkspin processor does"};
   app.require_subcommand(1);
   app.set_version_flag(

@@ -28,6 +28,7 @@ int main(void) {
   ok = vora_ap_process(control, channels, kBlock) && isfinite(left[kBlock - 1]) && ok;
   ok = vora_ap_update(control, 48000.0f, kBlock, 1) && vora_ap_get_debug_info(control).processingSuccess && ok;
   vora_ap_log_debug_info(NULL);
+  vora_ap_set_message_hook(NULL, NULL);
   ok = vora_ap_get_band_readout(control, levels, gains) && vora_ap_set_bypassed(false) && ok;
   ok = vora_ap_get_vorafication_intensity() == 1.0f && !vora_ap_get_bypassed() && vora_ap_get_tech_level() == 4 && ok;
   ok = vora_ap_get_wrapper_version() != NULL && vora_ap_create(8000.0f, kBlock, 1) == NULL && ok;
