@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <cmath>
 
@@ -20,11 +21,22 @@ TEST_F(FilesTest, RefusalsSayWhyAndLeaveNoOutput) {
   write("three.wav", testSignal(48000, 3, 480, 2u));
   write("slow.wav", testSignal(8000, 1, 800, 3u));
   const std::string in = path("in.wav") + " ";
-  const Audio before = read("in.wav");
+  const Audio before = read("in.wav"), slowBefore = read("slow.wav");
   // A payload the library refuses: all zeros (gains of minus infinity).
   std::ofstream(path("zero.bin"), std::ios::binary) << std::string(196, '\0');
   std::ofstream(path("broken.json")) << "{\"bands\": [1, 2";
   const std::string shipped = std::string(LARKSPIN_SOURCE_DIR) + "/presets/neutral.json";
+  // Presets that are not: endless, waiting for a writer, a folder, too large,
+  // and one that says a value twice (the second would win unseen).
+  ASSERT_EQ(::mkfifo(path("fifo.json").c_str(), 0600), 0);
+  fs::create_directories(path("folder.json"));
+  std::ofstream(path("huge.json")) << std::string(100000, ' ') << slurp(shipped);
+  std::string twice = slurp(shipped);
+  twice.insert(twice.find("\"gainDb\""), "\"gainDb\": 40, ");
+  std::ofstream(path("twice.json")) << twice;
+  // The same file under other names.
+  fs::create_symlink(path("slow.wav"), path("link.wav"));
+  fs::create_hard_link(path("in.wav"), path("hard.wav"));
   // Exit status 1 (2 for a misused command line), one line on standard
   // error that names the problem, and no output file made.
   struct Case {
@@ -40,11 +52,24 @@ TEST_F(FilesTest, RefusalsSayWhyAndLeaveNoOutput) {
       {"process " + in + "/dev/full", "No space left", ""},
       {"process " + in + "- --format wav", "No space left", "", 1, "/dev/full"},
       {"process " + in + path("j.wav") + " --json", "standard output", "", 1, "/dev/full"},
-      {"process " + in + path("o.wav") + " --report " + path("no/dir.svg"), "report", "o.wav"},
+      {"process " + in + path("o.wav") + " --report " + path("no/dir.svg"), "No such file", "o.wav"},
       {"process " + in + path("o.wav") + " --report " + path("r.png"), "SVG only", "o.wav"},
       {"process " + in + path("o.xyz"), "unknown extension '.xyz'", "o.xyz"},
       {"process " + in + path("o.wav") + " --format xyz", "unknown output format 'xyz'", "o.wav"},
       {"process " + in + path("in.wav"), "is the input itself", ""},
+      {"process " + path("slow.wav") + " " + path("slow.wav") + " --resample", "is the input itself", ""},
+      {"process " + path("slow.wav") + " " + path("link.wav") + " --resample", "is the input", ""},
+      {"process " + in + dir_.string() + "/./hard.wav", "is the input", ""},
+      {"process " + in + path("three.wav") + " --out-dir " + dir_.string(), "is the input", ""},
+      {"process " + in + path("o.wav") + " --report " + path("r.svg") + " --gains " + dir_.string() + "/./r.svg",
+       "are one file", "r.svg"},
+      {"process " + in + "-", "give --format", "", 2},
+      {"preset encode " + shipped + " " + shipped, "is the input itself", ""},
+      {"preset decode /dev/zero", "not an ordinary file", ""},
+      {"preset decode " + path("fifo.json"), "not an ordinary file", ""},
+      {"preset decode " + path("folder.json"), "is a folder", ""},
+      {"preset decode " + path("huge.json"), "larger than a preset can be", ""},
+      {"preset decode " + path("twice.json"), "the key \"gainDb\" appears twice", ""},
       {"procss " + in + path("o.wav"), "did you mean 'process'?", "o.wav", 2},
       {"process --intensty 0.5 " + in + path("o.wav"), "did you mean '--intensity'?", "o.wav", 2},
       {"process " + in, "IN and OUT", "", 2},
@@ -54,7 +79,7 @@ TEST_F(FilesTest, RefusalsSayWhyAndLeaveNoOutput) {
       {"preset decode " + path("zero.bin"), "band 0, channel 0, ", ""},
       {"preset encode " + path("missing.json") + " /dev/full", "cannot read", ""},
       {"preset encode " + path("broken.json") + " " + path("o.bin"), "nor valid JSON", "o.bin"},
-      {"preset encode " + shipped + " /dev/full", "cannot write '/dev/full'", ""},
+      {"preset encode " + shipped + " /dev/full", "writing '/dev/full' failed: No space left", ""},
   };
   // Every way a --set can be wrong, each named.
   for (const auto& [setting, message] :
@@ -72,6 +97,7 @@ TEST_F(FilesTest, RefusalsSayWhyAndLeaveNoOutput) {
     SCOPED_TRACE(c.arguments + "\n" + result.err);
     EXPECT_EQ(result.status, c.status);
     EXPECT_EQ(result.err.rfind("larkspin: error: ", 0), 0u);
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1);
     EXPECT_NE(result.err.find(c.message), std::string::npos);
     EXPECT_TRUE(c.mustNotExist.empty() || !fs::exists(path(c.mustNotExist)));
   }
@@ -79,6 +105,38 @@ TEST_F(FilesTest, RefusalsSayWhyAndLeaveNoOutput) {
   EXPECT_EQ(version.status, 0);
   EXPECT_NE(version.out.find("C interface 3.4.0, processing core "), std::string::npos) << version.out;
   EXPECT_EQ(read("in.wav").channels, before.channels);
+  EXPECT_EQ(read("slow.wav").channels, slowBefore.channels);
+}
+
+// A write that fails part-way (a file size limit, as a full disk would make
+// it) leaves the previous file byte for byte and nothing beside it.
+TEST_F(FilesTest, AFailedWriteLeavesThePreviousFile) {
+  write("in.wav", testSignal(48000, 2, 48000, 6u), SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+  const std::string shipped = std::string(LARKSPIN_SOURCE_DIR) + "/presets/neutral.json";
+  const std::string previous(30000, 'x');
+  for (const auto& [output, arguments, limitBytes] :
+       {std::tuple{"out.wav", "process " + path("in.wav") + " " + path("out.wav"), 20000},
+        std::tuple{"bands.svg", "plot " + path("bands.svg"), 4000},
+        std::tuple{"preset.bin", "preset encode " + shipped + " " + path("preset.bin"), 100}}) {
+    std::ofstream(path(output)) << previous;
+    // SIGXFSZ ignored: the write fails with EFBIG instead of ending the program.
+    // Messages go through a pipe, which the limit does not touch.
+    const std::string command = "trap '' XFSZ; prlimit --fsize=" + std::to_string(limitBytes) + " " +
+                                LARKSPIN_TOOL_PATH + " " + arguments + " 2>&1";
+    FILE* pipe = ::popen(command.c_str(), "r");
+    ASSERT_NE(pipe, nullptr);
+    std::string message;
+    for (int c; (c = std::fgetc(pipe)) != EOF;) {
+      message += static_cast<char>(c);
+    }
+    const int status = ::pclose(pipe);
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 1) << output;
+    EXPECT_NE(message.find("File too large"), std::string::npos) << message;
+    EXPECT_TRUE(slurp(path(output)) == previous) << output;
+  }
+  for (const auto& entry : fs::directory_iterator(dir_)) {
+    EXPECT_NE(entry.path().filename().string()[0], '.') << entry.path();
+  }
 }
 
 TEST_F(FilesTest, OutputFormatFollowsTheExtensionOrFormat) {
@@ -97,7 +155,10 @@ TEST_F(FilesTest, OutputFormatFollowsTheExtensionOrFormat) {
   }
 }
 
-TEST_F(FilesTest, LevelsLeaveOutNonFiniteSamples) {
+// Odd inputs are processed and named: non-finite samples are counted and
+// left out of the levels; a truncated file (its header promises more frames
+// than it holds) is warned of, even with --quiet.
+TEST_F(FilesTest, SummaryNamesOddInputs) {
   Audio audio = testSignal(48000, 1, 4800, 3u);
   for (int i = 0; i < 100; ++i) {
     audio.channels[0][static_cast<size_t>(1000 + i)] = i % 2 == 0 ? NAN : INFINITY;
@@ -107,6 +168,19 @@ TEST_F(FilesTest, LevelsLeaveOutNonFiniteSamples) {
       nlohmann::json::parse(succeed("process " + path("nan.wav") + " " + path("o.wav") + " --json"))["files"][0];
   EXPECT_EQ(file["nonFiniteInputSamples"], 100);
   EXPECT_GT(file["rmsInDbfs"].get<double>(), -20.0);
+
+  write("whole.wav", testSignal(48000, 1, 48000, 4u), SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+  const std::string whole = slurp(path("whole.wav"));
+  std::ofstream(path("half.wav"), std::ios::binary) << whole.substr(0, whole.size() - 48000); // 24000 frames gone
+  const ToolRun quiet = run("process " + path("half.wav") + " " + path("o.wav") + " --quiet");
+  EXPECT_EQ(quiet.status, 0);
+  EXPECT_EQ(quiet.err, "larkspin: warning: '" + path("half.wav") +
+                           "' is truncated: its header promises 48000 frames, only 24000 are there (processed as "
+                           "they are)\n");
+  const auto half =
+      nlohmann::json::parse(succeed("process " + path("half.wav") + " " + path("o.wav") + " --json"))["files"][0];
+  EXPECT_EQ(half["frames"], 24000);
+  EXPECT_EQ(half["promisedFrames"], 48000);
 }
 
 TEST_F(FilesTest, MemoryStaysFlatWhateverTheLength) {
@@ -115,7 +189,8 @@ TEST_F(FilesTest, MemoryStaysFlatWhateverTheLength) {
 #endif
   // 4 s and 16 s: holding the longer file's samples as floats would take
   // 2.3 MB more, and a copy of the output as much again; streaming keeps
-  // the peak within about 100 kB whatever the length. sox makes the files,
+  // the peak within about 100 kB whatever the length, also with both
+  // pictures, which keep only what they can show. sox makes the files,
   // so that this process stays small and the children's peak is the
   // program's.
   long peak[2] = {};
@@ -123,7 +198,8 @@ TEST_F(FilesTest, MemoryStaysFlatWhateverTheLength) {
     const std::string file = path("long.wav");
     const std::string sox = "sox -n -r 48000 -b 16 " + file + " synth " + std::to_string(seconds) + " whitenoise";
     ASSERT_EQ(std::system(sox.c_str()), 0);
-    succeed("process " + file + " " + path("out.wav") + " --align --report " + path("r.svg"));
+    succeed("process " + file + " " + path("out.wav") + " --align --report " + path("r.svg") + " --gains " +
+            path("g.svg"));
     rusage children{};
     getrusage(RUSAGE_CHILDREN, &children);
     peak[seconds / 16] = children.ru_maxrss;
@@ -133,7 +209,8 @@ TEST_F(FilesTest, MemoryStaysFlatWhateverTheLength) {
 
 TEST_F(FilesTest, PipesGiveWhatFilesGive) {
   write("in.wav", testSignal(48000, 2, 24000, 5u), SF_FORMAT_WAV | SF_FORMAT_PCM_24);
-  ASSERT_EQ(run("process " + path("in.wav") + " " + path("file.wav") + " --block 100 --align").status, 0);
+  const std::string in = path("in.wav") + " ";
+  ASSERT_EQ(run("process " + in + path("file.wav") + " --block 100 --align").status, 0);
   // From sox through the program, as in a shell pipeline (a header-only format on the pipe).
   const std::string fromSox = "sox " + path("in.wav") + " -t au - | " + LARKSPIN_TOOL_PATH + " process - " +
                               path("pipe.wav") + " --block 100 --align --format wav 2>" + path("sox.err");
@@ -141,6 +218,24 @@ TEST_F(FilesTest, PipesGiveWhatFilesGive) {
   ASSERT_EQ(run("process - - --format wav --block 100 --align <" + path("in.wav"), path("stdout.wav")).status, 0);
   EXPECT_TRUE(slurp(path("stdout.wav")) == slurp(path("file.wav")));
   EXPECT_EQ(read("pipe.wav").channels, read("file.wav").channels);
+
+  // Every format the README names for pipes, in and out through real pipes
+  // (cat on both ends), gives what the same run between files gives.
+  for (const std::string format : {"au", "flac", "ogg"}) {
+    SCOPED_TRACE(format);
+    const std::string source = path("in." + format), file = path("file." + format), piped = path("piped." + format);
+    ASSERT_EQ(run("process " + in + source).status, 0);
+    ASSERT_EQ(run("process " + source + " " + file).status, 0);
+    const std::string command = "cat " + source + " | " + LARKSPIN_TOOL_PATH + " process - - -q --format " + format +
+                                " 2>" + path("pipe.err") + " | cat >" + piped;
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    EXPECT_EQ(slurp(path("pipe.err")), "");
+    EXPECT_EQ(read("piped." + format).channels, read("file." + format).channels);
+  }
+  const std::string wav =
+      std::string(LARKSPIN_TOOL_PATH) + " process " + in + "- --format wav 2>" + path("pipe.err") + " | cat";
+  ASSERT_EQ(std::system(wav.c_str()), 0);
+  EXPECT_NE(slurp(path("pipe.err")).find("a pipe takes au, flac or ogg"), std::string::npos);
 }
 
 TEST_F(FilesTest, BatchKeepsGoingPastABadFile) {
@@ -148,8 +243,9 @@ TEST_F(FilesTest, BatchKeepsGoingPastABadFile) {
   std::string inputs;
   for (int i = 0; i < 4; ++i) {
     const std::string name = "in/" + std::to_string(i) + ".wav";
+    // Float files too: their bytes must not depend on the time of writing.
     write(name, testSignal(i % 2 == 0 ? 48000 : 96000, 1 + i % 2, 9600, static_cast<unsigned>(i)),
-          SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+          SF_FORMAT_WAV | (i < 2 ? SF_FORMAT_PCM_16 : SF_FORMAT_FLOAT));
     inputs.append(" ").append(path(name));
   }
   std::ofstream(path("in/bad.wav")) << "not audio";
@@ -166,9 +262,11 @@ TEST_F(FilesTest, BatchKeepsGoingPastABadFile) {
     ASSERT_EQ(run("process " + path("in/" + name) + " " + path(name) + " --block 100 --intensity 0.5").status, 0);
     EXPECT_TRUE(slurp(path("out/" + name)) == slurp(path(name))) << name;
   }
-  const ToolRun quiet = run("process" + inputs + " --out-dir " + path("out") + " --quiet");
+  // Quiet: the one error, and no note of the values rounded.
+  const ToolRun quiet = run("process" + inputs + " --out-dir " + path("out") + " --quiet --set all.fastRatio=0.3");
   EXPECT_EQ(quiet.status, 1);
   EXPECT_EQ(quiet.out, "");
+  EXPECT_EQ(std::count(quiet.err.begin(), quiet.err.end(), '\n'), 1) << quiet.err;
 }
 
 } // namespace

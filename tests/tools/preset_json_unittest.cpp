@@ -75,10 +75,15 @@ TEST(PresetJsonTest, ErrorsAreOneLineNamingWhere) {
        "band 6: highHz = 2000 differs from the fixed band edge 1681.8 Hz"},
       {edited([](nlohmann::json& j) { j["version"] = 2; }), "preset format version 2 is not supported"},
       {edited([](nlohmann::json& j) { j["format"] = "other"; }), "\"format\" is \"other\""},
+      // A hostile value is shown cut, with its length.
+      {edited([](nlohmann::json& j) { j[std::string(100000, 'k')] = 1; }),
+       "the preset: unknown key \"" + std::string(39, 'k') + "... (100002 bytes)"},
+      {errorOf("{\"version\": 1, \"version\": 1}"), "preset 'test.json': the key \"version\" appears twice"},
   };
   for (const auto& [message, expected] : cases) {
     EXPECT_EQ(message.substr(0, expected.size()), expected);
     EXPECT_EQ(message.find('\n'), std::string::npos) << message;
+    EXPECT_LT(message.size(), 240u) << message;
   }
 }
 

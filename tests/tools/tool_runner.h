@@ -86,11 +86,13 @@ protected:
   Audio read(const std::string& name) const {
     SndfileHandle file(path(name));
     EXPECT_EQ(file.error(), 0) << name;
-    std::vector<float> interleaved(static_cast<size_t>(file.frames() * file.channels()));
-    file.readf(interleaved.data(), file.frames());
     Audio audio{file.samplerate(), std::vector<std::vector<float>>(static_cast<size_t>(file.channels()))};
-    for (size_t i = 0; i < interleaved.size(); ++i) {
-      audio.channels[i % audio.channels.size()].push_back(interleaved[i]);
+    // To the end, chunk by chunk: a streamed file need not say its length.
+    std::vector<float> interleaved(4096 * audio.channels.size());
+    for (sf_count_t got; (got = file.readf(interleaved.data(), 4096)) > 0;) {
+      for (size_t i = 0; i < static_cast<size_t>(got) * audio.channels.size(); ++i) {
+        audio.channels[i % audio.channels.size()].push_back(interleaved[i]);
+      }
     }
     return audio;
   }

@@ -10,6 +10,8 @@ namespace larkspin_tool {
 namespace {
 
 constexpr size_t kMaxColumns = 400; // wider gives no more detail on screen
+// Kept blocks and level stretches: between one and two for each column.
+constexpr size_t kMaxKept = 2 * kMaxColumns;
 
 // White at 0 dB, red for boosts, blue for cuts, full at +-`rangeDb`.
 std::string colourOf(double gainDb, double rangeDb) {
@@ -34,29 +36,72 @@ std::string number(double value) {
 
 void GainRecorder::record(vora_ap_control* control, long framesFed) {
   Gains levels{}, gains{};
-  if (vora_ap_get_band_readout(control, levels.data(), gains.data())) {
+  if (!vora_ap_get_band_readout(control, levels.data(), gains.data())) {
+    return;
+  }
+  for (float db : gains) {
+    largestDb_ = std::max(largestDb_, std::fabs(static_cast<double>(db)));
+  }
+  // A block starts a new entry or takes the place of the previous one in its run.
+  if (blocksInEntry_ == 0) {
     frames_.push_back(framesFed);
     gains_.push_back(gains);
+  } else {
+    frames_.back() = framesFed;
+    gains_.back() = gains;
+  }
+  if (++blocksInEntry_ < stride_) {
+    return;
+  }
+  blocksInEntry_ = 0;
+  if (gains_.size() == kMaxKept) {
+    // Keep the later of each pair: runs twice as long.
+    for (size_t i = 0; i < kMaxKept / 2; ++i) {
+      frames_[i] = frames_[2 * i + 1];
+      gains_[i] = gains_[2 * i + 1];
+    }
+    frames_.resize(kMaxKept / 2);
+    gains_.resize(kMaxKept / 2);
+    stride_ *= 2;
   }
 }
 
-std::string GainRecorder::render(const std::string& title, const AudioData& input) const {
-  const double rate = input.sampleRate;
-  const double seconds = std::max(static_cast<double>(input.frames()) / rate, 1e-3);
-  const size_t columns = std::max<size_t>(1, std::min(kMaxColumns, gains_.size()));
-  const int channels = input.channelCount();
-
-  // The input level over time, in as many steps as the map has columns.
-  ChartSeries level{"input level", "#333333", {}, false, {}};
-  const long step = std::max<long>(1, input.frames() / static_cast<long>(columns));
-  for (long start = 0; start < input.frames(); start += step) {
-    double sum = 0.0;
-    long count = 0;
-    for (const auto& channel : input.channels) {
-      for (long i = start; i < std::min(start + step, input.frames()); ++i, ++count) {
-        sum += static_cast<double>(channel[static_cast<size_t>(i)]) * channel[static_cast<size_t>(i)];
+void GainRecorder::addInput(const float* interleaved, long frames, int channels) {
+  for (long i = 0; i < frames; ++i, ++inputFrames_) {
+    if (static_cast<size_t>(inputFrames_ / stretchFrames_) == kMaxKept) {
+      // Pairs of stretches become one twice as long.
+      for (size_t k = 0; k < kMaxKept / 2; ++k) {
+        power_[k] = power_[2 * k] + power_[2 * k + 1];
       }
+      power_.resize(kMaxKept / 2);
+      stretchFrames_ *= 2;
     }
+    if (static_cast<size_t>(inputFrames_ / stretchFrames_) == power_.size()) {
+      power_.push_back(0.0);
+    }
+    for (int ch = 0; ch < channels; ++ch) {
+      const double x = interleaved[i * channels + ch];
+      power_.back() += x * x;
+    }
+  }
+}
+
+std::string GainRecorder::render(const std::string& title, int sampleRate, int channels) const {
+  const double rate = sampleRate;
+  const double seconds = std::max(static_cast<double>(inputFrames_) / rate, 1e-3);
+  const size_t columns = std::max<size_t>(1, std::min(kMaxColumns, gains_.size()));
+
+  // The input level over time, in at most as many steps as the map has columns.
+  ChartSeries level{"input level", "#333333", {}, false, {}};
+  const size_t perStep = std::max<size_t>(1, (power_.size() + columns - 1) / columns);
+  const long step = stretchFrames_ * static_cast<long>(perStep);
+  for (size_t first = 0; first < power_.size(); first += perStep) {
+    double sum = 0.0;
+    for (size_t k = first; k < std::min(first + perStep, power_.size()); ++k) {
+      sum += power_[k];
+    }
+    const long start = static_cast<long>(first) * stretchFrames_;
+    const long count = std::min(step, inputFrames_ - start) * channels;
     const double db = 10.0 * std::log10(sum / static_cast<double>(std::max<long>(count, 1)) + 1e-30);
     level.points.emplace_back(static_cast<double>(start + step / 2) / rate, std::max(db, -120.0));
   }
@@ -71,12 +116,7 @@ std::string GainRecorder::render(const std::string& title, const AudioData& inpu
   levelOptions.height = 240.0;
 
   // Colour range: symmetric, whole dB, at least 3 dB.
-  double rangeDb = 3.0;
-  for (const Gains& g : gains_) {
-    for (float v : g) {
-      rangeDb = std::max(rangeDb, std::ceil(std::fabs(static_cast<double>(v))));
-    }
-  }
+  const double rangeDb = std::max(3.0, std::ceil(largestDb_));
 
   constexpr double kTitleHeight = 40.0, kMapTop = 40.0, kRowHeight = 16.0, kMapBottom = 50.0;
   const double plotLeft = kChartLeft, plotWidth = kChartWidth - kChartLeft - kChartRight;

@@ -3,8 +3,6 @@
 // the input's level over time.
 #pragma once
 
-#include "larkspin/audio_file.h"
-
 #include <larkspin/vora_ap.h>
 
 #include <array>
@@ -19,14 +17,26 @@ public:
 
   // Reads the control's band gains; `framesFed` dates them.
   void record(vora_ap_control* control, long framesFed);
+  // Adds input frames to the level drawn above the map.
+  void addInput(const float* interleaved, long frames, int channels);
 
   // SVG text. Each column is dated by the input frames fed so far, the end
   // of the last analysed frame.
-  std::string render(const std::string& title, const AudioData& input) const;
+  std::string render(const std::string& title, int sampleRate, int channels) const;
 
 private:
+  // Only what the picture can show is kept, so that memory does not grow
+  // with the input's length: the gains of every stride-th block (the last of
+  // each run of blocks, and always the latest block) and the input's power
+  // over stretches of stretchFrames_; each halves its count when full.
   std::vector<long> frames_;
   std::vector<Gains> gains_;
+  long stride_ = 1;
+  long blocksInEntry_ = 0;
+  double largestDb_ = 0.0;    // largest gain or cut of any block
+  std::vector<double> power_; // sum of squares over each stretch, all channels
+  long stretchFrames_ = 1;
+  long inputFrames_ = 0;
 };
 
 } // namespace larkspin_tool

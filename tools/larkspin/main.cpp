@@ -5,6 +5,7 @@
 #include "larkspin/batch.h"
 #include "larkspin/command_line.h"
 #include "larkspin/demo_signal.h"
+#include "larkspin/file_output.h"
 #include "larkspin/gain_map.h"
 #include "larkspin/io_curves.h"
 #include "larkspin/preset_choice.h"
@@ -23,7 +24,6 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <thread>
 #include <unistd.h>
@@ -70,9 +70,14 @@ std::vector<FileJob> makeJobs(const ProcessArguments& args) {
     if (args.files.size() != 2) {
       throw UsageError("process takes IN and OUT, or several inputs with --out-dir DIR");
     }
-    if (!args.gains.empty() && args.files[0] == "-") {
-      throw UsageError("--gains needs an input file, not standard input");
+    if (args.files[1] == "-" && args.format.empty()) {
+      throw UsageError("standard output has no extension to take the format from: give --format (au, flac or "
+                       "ogg for a pipe)");
     }
+    if (args.resample && !isRegularFile(args.files[0])) {
+      throw UsageError("--resample reads its input whole: give a file, not a pipe");
+    }
+    refuseOverwriting({args.files[0], args.preset.path}, {args.files[1], args.report, args.gains});
     FileJob job{args.files[0], args.files[1], args.format, args.report};
     job.reportTitle = reportTitle(args.files[0], presetName(args.preset), args.bypass ? 0.0 : args.intensity);
     jobs.push_back(job);
@@ -86,8 +91,7 @@ std::vector<FileJob> makeJobs(const ProcessArguments& args) {
   if (args.resample) {
     throw UsageError("--resample works with a single input, not with --out-dir");
   }
-  std::filesystem::create_directories(args.outDir);
-  std::vector<std::string> names;
+  std::vector<std::string> names, inputs = args.files, outputs;
   for (const std::string& input : args.files) {
     if (input == "-") {
       throw UsageError("standard input cannot be one of several inputs");
@@ -100,16 +104,20 @@ std::vector<FileJob> makeJobs(const ProcessArguments& args) {
       throw UsageError("two inputs would both be written to '" + name.string() + "' in " + args.outDir);
     }
     names.push_back(name.string());
-    jobs.push_back({input, (std::filesystem::path(args.outDir) / name).string(), args.format, ""});
+    outputs.push_back((std::filesystem::path(args.outDir) / name).string());
+    jobs.push_back({input, outputs.back(), args.format, ""});
   }
+  inputs.push_back(args.preset.path);
+  refuseOverwriting(inputs, outputs);
+  std::filesystem::create_directories(args.outDir);
   return jobs;
 }
 
 // The sample rate of a file the library cannot take as it is (below 32 kHz),
 // or 0: such a file goes the --resample way.
 int rateNeedingResampling(const std::string& path) {
-  if (path == "-") {
-    return 0;
+  if (!isRegularFile(path)) {
+    return 0; // a pipe is read once, by the processing
   }
   try {
     const int rate = AudioReader(path).sampleRate();
@@ -152,6 +160,7 @@ FileResult processResampled(const FileJob& job, const ProcessOptions& options, b
   const double scale = static_cast<double>(input.sampleRate) / working.sampleRate;
   result.sampleRate = input.sampleRate;
   result.frames = input.frames();
+  result.promisedFrames = input.promisedFrames;
   result.latencyFrames = static_cast<int>(std::lround(result.latencyFrames * scale));
   result.delayFrames = std::lround(static_cast<double>(result.delayFrames) * scale);
   return result;
@@ -161,7 +170,9 @@ int runProcess(const ProcessArguments& args) {
   const std::vector<FileJob> jobs = makeJobs(args);
   ProcessOptions options;
   const larkspin_json::Preset preset = resolvePreset(args.preset);
-  reportRounding(preset);
+  if (!args.quiet) {
+    reportRounding(preset);
+  }
   options.payload = preset.payload;
   options.intensity = args.intensity;
   options.bypass = args.bypass;
@@ -170,7 +181,11 @@ int runProcess(const ProcessArguments& args) {
   const int workers = args.jobs > 0 ? args.jobs : static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
   GainRecorder recorder;
   if (!args.gains.empty()) {
+    OutputFile probe(args.gains); // a picture that cannot be written fails the run before any audio
     options.afterBlock = [&recorder](vora_ap_control* control, long framesFed) { recorder.record(control, framesFed); };
+    options.afterRead = [&recorder](const float* interleaved, long frames, int channels) {
+      recorder.addInput(interleaved, frames, channels);
+    };
   }
 
   // Audio on standard output leaves only standard error for the words.
@@ -182,14 +197,21 @@ int runProcess(const ProcessArguments& args) {
   } else {
     results = processFiles(jobs, options, workers, !args.quiet);
   }
-  if (!args.gains.empty() && results[0].ok) {
-    AudioData input = readAudioFile(jobs[0].input);
-    if (lowRate > 0) {
-      input = resampleAudio(input, supportedRateFor(lowRate));
+  for (const FileResult& result : results) {
+    // Even with --quiet: the output is shorter than the input claims to be.
+    if (result.ok && result.promisedFrames > 0) {
+      std::fprintf(stderr,
+                   "larkspin: warning: '%s' is truncated: its header promises %ld frames, only %ld are there "
+                   "(processed as they are)\n",
+                   result.job.input.c_str(), result.promisedFrames, result.frames);
     }
+  }
+  if (!args.gains.empty() && results[0].ok) {
+    // The map was recorded at the rate the library ran at.
+    const int rate = lowRate > 0 ? supportedRateFor(lowRate) : results[0].sampleRate;
     const std::string title = "Band gains over time: " + std::filesystem::path(jobs[0].input).filename().string() +
                               ", " + presetName(args.preset);
-    writeTextFile(args.gains, recorder.render(title, input));
+    writeTextFile(args.gains, recorder.render(title, rate, results[0].channels));
   }
   std::FILE* out = toStdout ? stderr : stdout;
   if (args.json) {
@@ -216,14 +238,9 @@ int runPresetDecode(const std::string& path) {
 }
 
 int runPresetEncode(const std::string& jsonPath, const std::string& outPath) {
+  refuseOverwriting({jsonPath}, {outPath});
   const Payload payload = loadPreset(jsonPath).payload;
-  std::ofstream out(outPath, std::ios::binary);
-  if (!out.write(reinterpret_cast<const char*>(payload.data()), static_cast<std::streamsize>(payload.size())) ||
-      !out.flush()) {
-    out.close();
-    removePartialFile(outPath);
-    throw ToolError("cannot write '" + outPath + "'");
-  }
+  writeTextFile(outPath, std::string_view(reinterpret_cast<const char*>(payload.data()), payload.size()));
   return 0;
 }
 
@@ -242,6 +259,7 @@ int runPresetDefault(const std::vector<std::string>& settings) {
 
 int runPlot(int sampleRate, const PresetChoice& choice, bool curves, const std::string& outPath) {
   requireSvgPath(outPath);
+  refuseOverwriting({choice.path}, {outPath});
   const larkspin_json::Preset preset = resolvePreset(choice);
   reportRounding(preset);
   vora_preset stored;
@@ -264,6 +282,9 @@ int runDemo(const std::string& directory) {
   options.intensity = 1.0f;
   GainRecorder recorder;
   options.afterBlock = [&recorder](vora_ap_control* control, long framesFed) { recorder.record(control, framesFed); };
+  options.afterRead = [&recorder](const float* interleaved, long frames, int channels) {
+    recorder.addInput(interleaved, frames, channels);
+  };
   FileJob job{inputPath, (dir / "output.wav").string(), "", (dir / "report.svg").string()};
   job.reportTitle = reportTitle("input.wav", "default", 1.0);
   const FileResult result = processFiles({job}, options, 1, false)[0];
@@ -273,7 +294,7 @@ int runDemo(const std::string& directory) {
   writeTextFile((dir / "bands.svg").string(), renderBandChart(48000, defaultPreset(), "the default preset"));
   writeTextFile((dir / "curves.svg").string(), renderIoCurves(defaultPreset(), "the default preset"));
   writeTextFile((dir / "gains.svg").string(),
-                recorder.render("Band gains over time: input.wav, default preset", input));
+                recorder.render("Band gains over time: input.wav, default preset", 48000, input.channelCount()));
   std::printf("demo: default preset (%s) at intensity 1.0\n", kDefaultPresetDescription);
   std::printf("wrote %s/{input.wav, output.wav, report.svg, bands.svg, curves.svg, gains.svg}\n", directory.c_str());
   printFileSummary(stdout, result, false);

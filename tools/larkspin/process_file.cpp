@@ -1,6 +1,7 @@
 #include "larkspin/process_file.h"
 
 #include "larkspin/average_levels.h"
+#include "larkspin/file_output.h"
 #include "larkspin/svg_chart.h"
 #include "larkspin/tool_error.h"
 
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <tuple>
 
@@ -19,27 +19,8 @@ namespace {
 
 constexpr long kChunkFrames = 8192;
 
-void refuseSameFile(const std::string& input, const std::string& output) {
-  std::error_code error;
-  if (input != "-" && output != "-" && std::filesystem::equivalent(input, output, error)) {
-    throw ToolError("the output '" + output + "' is the input itself");
-  }
-}
-
-// Makes sure the report can be written before any audio is.
-void probeReport(const std::string& path) {
-  if (path.empty()) {
-    return;
-  }
-  std::ofstream file(path, std::ios::binary | std::ios::app);
-  if (!file) {
-    throw ToolError("cannot write the report '" + path + "'");
-  }
-}
-
 void run(const FileJob& job, vora_ap_control* control, const ProcessOptions& options, ProgressBar* progress,
          FileResult& result) {
-  refuseSameFile(job.input, job.output);
   AudioReader reader(job.input);
   const int channels = reader.channels();
   const int rate = reader.sampleRate();
@@ -47,7 +28,9 @@ void run(const FileJob& job, vora_ap_control* control, const ProcessOptions& opt
   result.channels = channels;
   const int format = chooseOutputFormat(job.output, job.formatName, reader.format(), channels, rate);
   StreamProcessor processor(control, rate, channels, options);
-  probeReport(job.report);
+  if (!job.report.empty()) {
+    OutputFile probe(job.report); // a report that cannot be written fails the run before any audio
+  }
   AudioWriter writer(job.output, rate, channels, format);
 
   LevelMeter inLevels, outLevels;
@@ -66,6 +49,9 @@ void run(const FileJob& job, vora_ap_control* control, const ProcessOptions& opt
   std::vector<float> chunk(static_cast<size_t>(kChunkFrames * channels));
   for (long got; (got = reader.read(chunk.data(), kChunkFrames)) > 0;) {
     inLevels.add(chunk.data(), got * channels);
+    if (options.afterRead) {
+      options.afterRead(chunk.data(), got, channels);
+    }
     if (inSpectrum) {
       inSpectrum->add(chunk.data(), got);
     }
@@ -78,12 +64,11 @@ void run(const FileJob& job, vora_ap_control* control, const ProcessOptions& opt
   processor.finish(sink);
   writer.close();
   if (inSpectrum) {
-    try {
-      writeSpectrumReport(job.report, job.reportTitle, inSpectrum->spectrum(), outSpectrum->spectrum(), rate);
-    } catch (const ToolError&) {
-      removePartialFile(job.output);
-      throw;
-    }
+    writeSpectrumReport(job.report, job.reportTitle, inSpectrum->spectrum(), outSpectrum->spectrum(), rate);
+  }
+  writer.commit();
+  if (result.frames < reader.promisedFrames()) {
+    result.promisedFrames = reader.promisedFrames();
   }
   result.in = inLevels.levels();
   result.out = outLevels.levels();
@@ -103,16 +88,13 @@ FileResult processFile(const FileJob& job, vora_ap_control* control, const Proce
     result.ok = true;
   } catch (const std::exception& error) {
     result.error = error.what();
-    if (!job.report.empty()) {
-      removePartialFile(job.report);
-    }
   }
   return result;
 }
 
 AudioLength audioFileLength(const std::string& path) {
-  if (path == "-") {
-    return {};
+  if (!isRegularFile(path)) {
+    return {}; // a pipe's bytes are read once, by the processing
   }
   SF_INFO info{};
   SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);

@@ -28,11 +28,14 @@ struct FileResult {
   long frames = 0;
   Levels in, out;
   int latencyFrames = 0;
-  long delayFrames = 0; // latency plus re-blocking silence; removed with --align
+  long delayFrames = 0;    // latency plus re-blocking silence; removed with --align
+  long promisedFrames = 0; // a truncated input's header count (`frames` were there); 0 otherwise
   double processingSeconds = 0.0;
 };
 
-// Never throws: a failure is described in the result, and leaves no output.
+// Never throws: a failure is described in the result, and leaves the output
+// and report as they were. The output replaces its destination only once
+// complete, after the report.
 FileResult processFile(const FileJob& job, vora_ap_control* control, const ProcessOptions& options,
                        ProgressBar* progress);
 

@@ -24,6 +24,8 @@ struct ProcessOptions {
   // the control and the number of input frames fed so far, to read what the
   // dynamics did.
   std::function<void(vora_ap_control* control, long framesFed)> afterBlock;
+  // Optional: called with each chunk of the file's input as it is read.
+  std::function<void(const float* interleaved, long frames, int channels)> afterRead;
 };
 
 // Receives interleaved output frames.

@@ -22,6 +22,9 @@ nlohmann::json level(double dbfs) {
 void printFileSummary(std::FILE* out, const FileResult& r, bool aligned) {
   const double seconds = r.sampleRate > 0 ? static_cast<double>(r.frames) / r.sampleRate : 0.0;
   std::fprintf(out, "frames:        %ld (%.2f s)\n", r.frames, seconds);
+  if (r.promisedFrames > 0) {
+    std::fprintf(out, "truncated:     the header promises %ld frames\n", r.promisedFrames);
+  }
   std::fprintf(out, "sample rate:   %d Hz\n", r.sampleRate);
   std::fprintf(out, "channels:      %d\n", r.channels);
   std::fprintf(out, "latency:       %d frames (%.2f ms)\n", r.latencyFrames,
@@ -44,9 +47,9 @@ void printBatchSummary(std::FILE* out, const std::vector<FileResult>& results) {
   int failed = 0;
   for (const FileResult& r : results) {
     if (r.ok) {
-      std::fprintf(out, "ok      %s -> %s (%.2f s, peak %.2f / %.2f dBFS)\n", r.job.input.c_str(), r.job.output.c_str(),
-                   r.sampleRate > 0 ? static_cast<double>(r.frames) / r.sampleRate : 0.0, r.in.peakDbfs,
-                   r.out.peakDbfs);
+      std::fprintf(out, "ok      %s -> %s (%.2f s, peak %.2f / %.2f dBFS%s)\n", r.job.input.c_str(),
+                   r.job.output.c_str(), r.sampleRate > 0 ? static_cast<double>(r.frames) / r.sampleRate : 0.0,
+                   r.in.peakDbfs, r.out.peakDbfs, r.promisedFrames > 0 ? ", truncated" : "");
     } else {
       ++failed;
       std::fprintf(out, "FAILED  %s: %s\n", r.job.input.c_str(), r.error.c_str());
@@ -63,6 +66,10 @@ void printJsonSummary(std::FILE* out, const std::vector<FileResult>& results, bo
       file["error"] = r.error;
     } else {
       file["frames"] = r.frames;
+      file["truncated"] = r.promisedFrames > 0;
+      if (r.promisedFrames > 0) {
+        file["promisedFrames"] = r.promisedFrames;
+      }
       file["sampleRate"] = r.sampleRate;
       file["channels"] = r.channels;
       file["latencyFrames"] = r.latencyFrames;

@@ -1,14 +1,11 @@
 #include "larkspin/svg_chart.h"
 
-#include "larkspin/audio_file.h"
-
 #include "larkspin/tool_error.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstdio>
-#include <fstream>
 #include <sstream>
 
 namespace larkspin_tool {
@@ -243,15 +240,6 @@ void requireSvgPath(const std::string& path) {
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   if (extension != "svg") {
     throw ToolError("cannot write '" + path + "': pictures are written as SVG only; name the file .svg");
-  }
-}
-
-void writeTextFile(const std::string& path, const std::string& text) {
-  std::ofstream file(path, std::ios::binary);
-  if (!(file << text) || !file.flush()) {
-    file.close();
-    removePartialFile(path);
-    throw ToolError("cannot write '" + path + "'");
   }
 }
 

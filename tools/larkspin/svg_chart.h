@@ -73,9 +73,6 @@ std::string bandDash(int band);
 // written, and a picture under another extension would mislead.
 void requireSvgPath(const std::string& path);
 
-// Writes text to a file; throws ToolError on failure.
-void writeTextFile(const std::string& path, const std::string& text);
-
 // Distinct, colour-blind-friendly colours for series i.
 std::string seriesColour(size_t index);
 

@@ -1,19 +1,48 @@
 #include "preset_json/preset_json.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
-#include <fstream>
+#include <cstring>
 #include <initializer_list>
 #include <iterator>
+#include <set>
 
 namespace larkspin_json {
 
 namespace {
 
+// A JSON preset is about 7 kB. Anything far larger is not a preset, and
+// reading it whole would let a stray file (or /dev/zero) take all memory.
+constexpr size_t kMaxFileBytes = 64 * 1024;
+// How much of a value from the file a message shows.
+constexpr size_t kMaxShownBytes = 40;
+
 constexpr vora_preset_field kChannelFields[] = {VORA_PRESET_GAIN_DB, VORA_PRESET_FAST_THRESHOLD_DB,
                                                 VORA_PRESET_FAST_RATIO};
 constexpr vora_preset_field kBandFields[] = {VORA_PRESET_SLOW_THRESHOLD_DB, VORA_PRESET_SLOW_FACTOR,
                                              VORA_PRESET_SLOW_DELAY_MS, VORA_PRESET_SLOW_TIME_CONSTANT_MS};
+
+// `text` cut to `limit` bytes (at a character's start) with the length said,
+// so that a hostile file cannot make a message unreadable.
+std::string shortened(const std::string& text, size_t limit = kMaxShownBytes) {
+  if (text.size() <= limit) {
+    return text;
+  }
+  size_t end = limit;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) {
+    --end;
+  }
+  return text.substr(0, end) + "... (" + std::to_string(text.size()) + " bytes)";
+}
+
+std::string shown(const nlohmann::json& value) {
+  return shortened(value.dump());
+}
 
 std::string describe(const vora_preset_issue& issue) {
   char text[200];
@@ -66,7 +95,7 @@ void refuseUnknownKeys(const nlohmann::json& object, std::initializer_list<const
                        const std::string& place) {
   for (const auto& [key, value] : object.items()) {
     if (std::none_of(known.begin(), known.end(), [&](const char* name) { return key == name; })) {
-      throw PresetError(place + ": unknown key \"" + key + "\"");
+      throw PresetError(place + ": unknown key " + shown(key));
     }
   }
 }
@@ -78,12 +107,12 @@ void refuseEditedBand(const nlohmann::json& entry, int band, const vora_band_inf
   const std::string place = "band " + std::to_string(band);
   const auto number = entry.find("band");
   if (number != entry.end() && (!number->is_number_integer() || number->get<long>() != band)) {
-    throw PresetError(place + ": the entry at this position says \"band\": " + number->dump());
+    throw PresetError(place + ": the entry at this position says \"band\": " + shown(*number));
   }
   for (const auto& [key, hz] : {std::pair{"lowHz", info.lowHz}, std::pair{"highHz", info.highHz}}) {
     const auto it = entry.find(key);
     if (it != entry.end() && (!it->is_number() || std::fabs(it->get<double>() - roundedHz(hz)) > 0.051)) {
-      throw PresetError(place + ": " + key + " = " + it->dump() + " differs from the fixed band edge " +
+      throw PresetError(place + ": " + key + " = " + shown(*it) + " differs from the fixed band edge " +
                         nlohmann::json(roundedHz(hz)).dump() + " Hz (band edges cannot be changed)");
     }
   }
@@ -145,10 +174,10 @@ Preset fromJson(const nlohmann::json& json) {
   }
   refuseUnknownKeys(json, {"format", "version", "bands"}, "the preset");
   if (json.contains("format") && json["format"] != "larkspin-preset") {
-    throw PresetError("\"format\" is " + json["format"].dump() + ", not \"larkspin-preset\"");
+    throw PresetError("\"format\" is " + shown(json["format"]) + ", not \"larkspin-preset\"");
   }
   if (json.contains("version") && json["version"] != 1) {
-    throw PresetError("preset format version " + json["version"].dump() + " is not supported (only 1 is)");
+    throw PresetError("preset format version " + shown(json["version"]) + " is not supported (only 1 is)");
   }
   vora_band_info layout[VORA_BAND_COUNT];
   vora_preset_band_layout(48000.0f, layout);
@@ -199,21 +228,68 @@ Preset parse(std::string_view bytes, const std::string& name) {
     }
     return result;
   }
+  // JSON lets a key repeat and the last one win; in a preset that hides an
+  // edit, so it is refused.
+  std::vector<std::set<std::string>> keysOfOpenObjects;
+  const auto refuseRepeatedKeys = [&](int, nlohmann::json::parse_event_t event, nlohmann::json& parsed) {
+    using Event = nlohmann::json::parse_event_t;
+    if (event == Event::object_start) {
+      keysOfOpenObjects.emplace_back();
+    } else if (event == Event::object_end) {
+      keysOfOpenObjects.pop_back();
+    } else if (event == Event::key && !keysOfOpenObjects.back().insert(parsed.get<std::string>()).second) {
+      throw PresetError("preset '" + name + "': the key " + shown(parsed) + " appears twice in one object");
+    }
+    return true;
+  };
   nlohmann::json json;
   try {
-    json = nlohmann::json::parse(bytes);
+    json = nlohmann::json::parse(bytes, refuseRepeatedKeys);
   } catch (const nlohmann::json::parse_error& error) {
-    throw PresetError("preset '" + name + "' is neither a 196-byte payload nor valid JSON (" + error.what() + ")");
+    // Without the library's "[json.exception...] " prefix.
+    const std::string what = error.what();
+    throw PresetError("preset '" + name + "' is neither a 196-byte payload nor valid JSON (" +
+                      shortened(what.substr(what.find("] ") + 2), 120) + ")");
   }
   return fromJson(json);
 }
 
 Preset readFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
-    throw PresetError("cannot read preset '" + path + "'");
+  // Not blocking: a pipe without a writer is refused below instead of waited for.
+  const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) {
+    throw PresetError("cannot read preset '" + path + "': " + std::strerror(errno));
   }
-  const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  struct Closer {
+    int fd;
+    ~Closer() { ::close(fd); }
+  } closer{fd};
+  struct stat status {};
+  if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+    throw PresetError("cannot read preset '" + path + "': " +
+                      (S_ISDIR(status.st_mode) ? "it is a folder" : "not an ordinary file (a device or pipe?)"));
+  }
+  std::string bytes(kMaxFileBytes + 1, '\0');
+  size_t got = 0;
+  // A file that grows while read is held to the limit all the same.
+  while (got < bytes.size()) {
+    const ssize_t n = ::read(fd, bytes.data() + got, bytes.size() - got);
+    if (n < 0 && errno == EINTR) {
+      continue;
+    }
+    if (n < 0) {
+      throw PresetError("cannot read preset '" + path + "': " + std::strerror(errno));
+    }
+    if (n == 0) {
+      break;
+    }
+    got += static_cast<size_t>(n);
+  }
+  if (got > kMaxFileBytes || static_cast<size_t>(status.st_size) > kMaxFileBytes) {
+    throw PresetError("preset '" + path + "' is larger than a preset can be (" + std::to_string(kMaxFileBytes / 1024) +
+                      " kB at most)");
+  }
+  bytes.resize(got);
   return parse(bytes, path);
 }
 

@@ -11,7 +11,7 @@
 //
 // "band", "lowHz" and "highHz" are for the reader and cannot be changed: on
 // input they may be left out, but a value that differs is an error, as are
-// unknown keys, another "format" and a "version" other than 1. Values are
+// unknown or repeated keys, another "format" and a "version" other than 1. Values are
 // checked only by the library (vora_preset_check), so every host refuses and
 // rounds exactly alike.
 //
@@ -72,7 +72,8 @@ Preset encode(const vora_preset& values);
 // anything else must be the JSON form. `name` is used in messages.
 Preset parse(std::string_view bytes, const std::string& name);
 
-// Reads a preset file (payload or JSON), as parse().
+// Reads a preset file (payload or JSON), as parse(). Only an ordinary file
+// of at most 64 kB is read: a folder, device or pipe is refused unread.
 Preset readFile(const std::string& path);
 
 } // namespace larkspin_json
