@@ -165,7 +165,8 @@ private:
   std::array<float*, 2> outputs_{};
 
   // Audio thread and activation only.
-  bool portsTaken_ = false;     // the host's ports were read since activation
+  bool activated_ = false;
+  bool started_ = false;        // run() was called since activation
   bool intensityUnset_ = false; // the host zero-filled every control, intensity still at that 0
   Controls forwarded_;          // last handed to the processor or the worker
   PortValues seenValues_{};
@@ -254,16 +255,17 @@ void Plugin::activate() {
   chunkIn_ = {};
   chunkOut_ = {};
   chunkPosition_ = 0;
+  activated_ = true;
+  started_ = false;
   takeHostPorts();
 }
 
-// The host's first word after activation (or, for a host that never
-// activates, before the first block), applied in the calling thread. Every
+// The host's first word after activation (or before the first block, see
+// run()), applied in the calling thread. Every
 // control reading exactly 0 is how a host that fills what it was not given
 // with zeros (ecasound) says "nothing": intensity stays at 1 until the host
 // moves it, and the zeros of the value ports never become a preset.
 void Plugin::takeHostPorts() {
-  portsTaken_ = true;
   intensityUnset_ =
       intensity_ != nullptr && *intensity_ == 0.0f && (bypass_ == nullptr || *bypass_ == 0.0f) && presetPortsAllZero();
   forwarded_ = controlsFromPorts();
@@ -329,11 +331,16 @@ bool Plugin::collectEdits(PortValues& values, PortFlags& changed) {
 }
 
 void Plugin::run(uint32_t frames) {
-  // A host that never activates may connect and set the ports only just
-  // before the first block (ffmpeg's lv2 filter does). It is an offline
-  // tool: its values are taken here, once, before the first sample.
-  if (!portsTaken_) {
-    takeHostPorts();
+  // A host without a worker may connect and set the ports only after
+  // activation, just before the first block (ffmpeg's lv2 filter does), and
+  // a host may skip activation. Such hosts are offline tools: their values
+  // are taken here, once, before the first sample. (With a worker, later
+  // port values reach the processor through the worker.)
+  if (!started_) {
+    started_ = true;
+    if (schedule_ == nullptr || !activated_) {
+      takeHostPorts();
+    }
   }
   readControlMessages();
   forwardHostPorts();
