@@ -261,13 +261,16 @@ void Plugin::activate() {
 }
 
 // The host's first word after activation (or before the first block, see
-// run()), applied in the calling thread. Every
-// control reading exactly 0 is how a host that fills what it was not given
-// with zeros (ecasound) says "nothing": intensity stays at 1 until the host
-// moves it, and the zeros of the value ports never become a preset.
+// run()), applied in the calling thread. Every control reading exactly 0 is
+// how a host that fills what it was not given with zeros (ecasound) says
+// "nothing": the intensity is 1 until the host moves it, and the zeros of
+// the value ports never become a preset.
 void Plugin::takeHostPorts() {
   intensityUnset_ =
       intensity_ != nullptr && *intensity_ == 0.0f && (bypass_ == nullptr || *bypass_ == 0.0f) && presetPortsAllZero();
+  if (intensityUnset_) {
+    forwarded_.intensity = 1.0f;
+  }
   forwarded_ = controlsFromPorts();
   applyControls(forwarded_);
   PortValues values{};
@@ -323,9 +326,10 @@ bool Plugin::collectEdits(PortValues& values, PortFlags& changed) {
   bool any = false;
   for (size_t i = 0; i < static_cast<size_t>(presetPorts()); ++i) {
     const float* port = presetPorts_[i];
-    changed[i] = port != nullptr && std::isfinite(*port) && *port != seenValues_[i];
-    values[i] = changed[i] ? *port : seenValues_[i];
-    any = any || changed[i];
+    const bool edited = port != nullptr && std::isfinite(*port) && *port != seenValues_[i];
+    changed[i] = edited;
+    values[i] = edited ? *port : seenValues_[i];
+    any = any || edited;
   }
   return any;
 }
