@@ -95,7 +95,7 @@ public:
   }
   ~Lv2Instance() {
     if (workerThread_.joinable()) {
-      stop_.store(true, std::memory_order_release);
+      batchReady_.store(kStopWorker, std::memory_order_release);
       workerThread_.join();
     }
     lilv_instance_deactivate(instance_);
@@ -227,10 +227,10 @@ private:
     std::vector<unsigned char> work;
     for (uint64_t taken = 0;;) {
       const uint64_t batch = batchReady_.load(std::memory_order_acquire);
+      if (batch == kStopWorker) {
+        return;
+      }
       if (batch == taken) {
-        if (stop_.load(std::memory_order_acquire)) {
-          return;
-        }
         std::this_thread::yield();
         continue;
       }
@@ -298,11 +298,11 @@ private:
   std::vector<unsigned char> work_;
   Worker worker_;
   std::thread workerThread_;
+  static constexpr uint64_t kStopWorker = UINT64_MAX;
   uint64_t batchesSent_ = 0;
   std::atomic<uint64_t> batchReady_{0};
   std::atomic<uint64_t> batchTaken_{0};
   std::atomic<uint64_t> batchDone_{0};
-  std::atomic<bool> stop_{false};
   mutable std::mutex logMutex_;
   std::string logText_;
   LV2_Worker_Schedule schedule_{this, schedule};
