@@ -24,7 +24,8 @@ const char* kPrefixes = "@prefix atom: <http://lv2plug.in/ns/ext/atom#> .\n"
                         "@prefix urid: <http://lv2plug.in/ns/ext/urid#> .\n"
                         "@prefix work: <http://lv2plug.in/ns/ext/worker#> .\n"
                         "@prefix log: <http://lv2plug.in/ns/ext/log#> .\n"
-                        "@prefix pprops: <http://lv2plug.in/ns/ext/port-props#> .\n\n";
+                        "@prefix pprops: <http://lv2plug.in/ns/ext/port-props#> .\n"
+                        "@prefix pg: <http://lv2plug.in/ns/ext/port-groups#> .\n\n";
 
 const char* kFieldLabels[VORA_PRESET_FIELD_COUNT] = {
     "gain", "fast threshold", "fast ratio", "slow threshold", "slow factor", "slow delay", "slow time constant"};
@@ -61,31 +62,46 @@ void controlPort(std::ostream& out, uint32_t index, const char* symbol, const st
       << extra << "  ]";
 }
 
+// The stereo plugin's audio ports form one input and one output group with
+// left and right designations: hosts that give a plugin one stream per group
+// (GStreamer) see it as a stereo filter instead of four mono streams.
+void stereoGroups(std::ostream& out, const char* uri) {
+  out << "<" << uri << "#in>\n  a pg:StereoGroup , pg:InputGroup ;\n  lv2:symbol \"in\" ;\n"
+      << "  rdfs:label \"Input\" .\n\n"
+      << "<" << uri << "#out>\n  a pg:StereoGroup , pg:OutputGroup ;\n  lv2:symbol \"out\" ;\n"
+      << "  rdfs:label \"Output\" ;\n  pg:source <" << uri << "#in> .\n\n";
+}
+
 void plugin(std::ostream& out, const char* uri, const char* name, int channels, const vora_preset& defaults) {
+  if (channels == 2) {
+    stereoGroups(out, uri);
+  }
   out << "<" << uri << ">\n  a lv2:Plugin , lv2:DynamicsPlugin , doap:Project ;\n"
       << "  doap:name \"" << name << "\" ;\n"
       << "  lv2:project <urn:larkspin:lv2> ;\n"
       << "  lv2:optionalFeature lv2:hardRTCapable , urid:map , work:schedule , log:log ;\n"
-      << "  lv2:extensionData work:interface , state:interface ;\n"
-      << "  patch:writable <" << kPresetParameterUri << "> ;\n  lv2:port\n";
+      << "  lv2:extensionData work:interface , state:interface ;\n";
+  if (channels == 2) {
+    out << "  pg:mainInput <" << uri << "#in> ;\n  pg:mainOutput <" << uri << "#out> ;\n";
+  }
+  out << "  patch:writable <" << kPresetParameterUri << "> ;\n  lv2:port\n";
   out << "  [\n    a lv2:InputPort , atom:AtomPort ;\n    atom:bufferType atom:Sequence ;\n"
       << "    atom:supports patch:Message ;\n    lv2:designation lv2:control ;\n"
       << "    lv2:portProperty lv2:connectionOptional ;\n    lv2:index " << kControlPort
       << " ;\n    lv2:symbol \"control\" ;\n    lv2:name \"Control\"\n  ] ,\n";
   controlPort(out, kIntensityPort, "intensity", "Intensity", 0.0f, 1.0f, 1.0f, "");
   out << " ,\n";
-  controlPort(out, kEnabledPort, "enabled", "Enabled", 0.0f, 1.0f, 1.0f,
-              "    lv2:designation lv2:enabled ;\n    lv2:portProperty lv2:toggled ;\n");
+  controlPort(out, kBypassPort, "bypass", "Bypass", 0.0f, 0.0f, 1.0f, "    lv2:portProperty lv2:toggled ;\n");
   out << " ,\n  [\n    a lv2:OutputPort , lv2:ControlPort ;\n    lv2:index " << kLatencyPort
       << " ;\n    lv2:symbol \"latency\" ;\n    lv2:name \"Latency\" ;\n"
       << "    lv2:designation lv2:latency ;\n    lv2:portProperty lv2:reportsLatency , pprops:notOnGUI ;\n"
       << "    units:unit units:frame ;\n    lv2:minimum 0.0 ;\n    lv2:maximum 8192.0\n  ]";
   vora_preset editable = defaults;
-  for (int i = 0; i < kPresetPortCount; ++i) {
-    const PresetPortField where = presetPortField(i);
+  for (int i = 0; i < presetPortCount(channels); ++i) {
+    const PresetPortField where = presetPortField(i, channels);
     const Range range = presetFieldRange(where.field);
     std::string label = "Band " + std::to_string(where.band) + " " + kFieldLabels[where.field];
-    if (where.channel >= 0) {
+    if (where.channel >= 0 && channels == 2) {
       label += where.channel == 0 ? " L" : " R";
     }
     std::string extra;
@@ -96,16 +112,26 @@ void plugin(std::ostream& out, const char* uri, const char* name, int channels, 
       extra += "    lv2:portProperty lv2:integer ;\n";
     }
     out << " ,\n";
-    controlPort(out, kFirstPresetPort + static_cast<uint32_t>(i), presetPortSymbol(i).text, label, range.minimum,
-                *presetValue(editable, where), range.maximum, extra.c_str());
+    controlPort(out, kFirstPresetPort + static_cast<uint32_t>(i), presetPortSymbol(i, channels).text, label,
+                range.minimum, *presetValue(editable, where), range.maximum, extra.c_str());
   }
-  const char* channelNames[2][2] = {{"in_l", "out_l"}, {"in_r", "out_r"}};
+  // Mono: "in" and "out"; stereo: "in_l", "out_l", "in_r", "out_r" in their
+  // groups.
+  const char* sides[2][2] = {{"_l", " L"}, {"_r", " R"}};
   for (int c = 0; c < channels; ++c) {
     for (int direction = 0; direction < 2; ++direction) {
-      const uint32_t index = direction == 0 ? audioInputPort(c) : audioOutputPort(c);
-      out << " ,\n  [\n    a lv2:" << (direction == 0 ? "InputPort" : "OutputPort") << " , lv2:AudioPort ;\n"
-          << "    lv2:index " << index << " ;\n    lv2:symbol \"" << channelNames[c][direction] << "\" ;\n"
-          << "    lv2:name \"" << (direction == 0 ? "In" : "Out") << (c == 0 ? " L" : " R") << "\"\n  ]";
+      const bool input = direction == 0;
+      const uint32_t index = input ? audioInputPort(channels, c) : audioOutputPort(channels, c);
+      const char* symbolSuffix = channels == 2 ? sides[c][0] : "";
+      const char* nameSuffix = channels == 2 ? sides[c][1] : "";
+      out << " ,\n  [\n    a lv2:" << (input ? "InputPort" : "OutputPort") << " , lv2:AudioPort ;\n"
+          << "    lv2:index " << index << " ;\n    lv2:symbol \"" << (input ? "in" : "out") << symbolSuffix
+          << "\" ;\n    lv2:name \"" << (input ? "In" : "Out") << nameSuffix << "\"";
+      if (channels == 2) {
+        out << " ;\n    pg:group <" << uri << (input ? "#in" : "#out")
+            << "> ;\n    lv2:designation pg:" << (c == 0 ? "left" : "right");
+      }
+      out << "\n  ]";
     }
   }
   out << " .\n\n";

@@ -1,8 +1,16 @@
 // The mono and stereo LV2 plugins: one vora::GenericAudioProcessor per
-// instance. run() only moves audio and hands requests on: preset files and
-// edited preset values go to the host's worker thread, which checks, encodes
-// and applies them, so the audio thread never allocates, locks, reads a file
-// or prints.
+// instance. run() only moves audio and hands requests on: preset files,
+// edited preset values, intensity and bypass go to the host's worker thread,
+// which checks, encodes and applies them, so the audio thread never
+// allocates, locks, reads a file or prints.
+//
+// The processor takes settings from one control thread at a time. With a
+// worker that is the worker: everything that changes the processor reaches it
+// there, in the order the host's ports and messages asked for it (activation
+// and state restore, which LV2 never runs beside run() or the worker, apply
+// directly). A host without a worker runs the plugin from one thread only, so
+// run() itself is then the control thread for intensity and bypass; those two
+// setters neither allocate nor print for the sanitised values run() passes.
 #include "port_table.h"
 #include "preset_source.h"
 
@@ -37,7 +45,22 @@ namespace {
 constexpr int kMaximumChunkFrames = 256;
 constexpr uint32_t kMaximumPathBytes = 4096;
 
-enum class WorkKind : uint32_t { LoadFile, EditValues };
+enum class WorkKind : uint32_t { LoadFile, Controls, EditValues };
+
+using PortValues = std::array<float, kMaximumPresetPortCount>;
+using PortFlags = std::array<bool, kMaximumPresetPortCount>;
+
+// Intensity and bypass as the processor takes them.
+struct Controls {
+  float intensity = 1.0f;
+  bool bypassed = false;
+  bool operator==(const Controls&) const = default;
+};
+
+struct ControlsMessage {
+  WorkKind kind;
+  Controls controls;
+};
 
 struct LoadFileMessage {
   WorkKind kind;
@@ -47,8 +70,8 @@ struct LoadFileMessage {
 
 struct EditValuesMessage {
   WorkKind kind;
-  std::array<float, kPresetPortCount> values;
-  std::array<bool, kPresetPortCount> changed;
+  PortValues values;
+  PortFlags changed;
 };
 
 const void* featureData(const LV2_Feature* const* features, const char* uri) {
@@ -102,10 +125,15 @@ public:
                            const LV2_Feature* const* features);
 
 private:
+  int presetPorts() const { return presetPortCount(channels_); }
+  void takeHostPorts();
+  Controls controlsFromPorts();
+  bool presetPortsAllZero() const;
+  bool collectEdits(PortValues& values, PortFlags& changed);
   void readControlMessages();
-  void forwardPresetEdits();
-  void takePresetPorts();
-  void applyEdits(const std::array<float, kPresetPortCount>& values, const std::array<bool, kPresetPortCount>& changed);
+  void forwardHostPorts();
+  void applyControls(const Controls& controls);
+  void applyEdits(const PortValues& values, const PortFlags& changed);
   void loadFile(const std::string& path);
   bool applyPreset(const CheckedPreset& preset, const std::string& path);
 
@@ -130,22 +158,26 @@ private:
   // Ports.
   const LV2_Atom_Sequence* control_ = nullptr;
   const float* intensity_ = nullptr;
-  const float* enabled_ = nullptr;
+  const float* bypass_ = nullptr;
   float* latency_ = nullptr;
-  std::array<const float*, kPresetPortCount> presetPorts_{};
+  std::array<const float*, kMaximumPresetPortCount> presetPorts_{};
   std::array<const float*, 2> inputs_{};
   std::array<float*, 2> outputs_{};
 
-  // Audio thread only.
-  bool started_ = false;
-  float appliedIntensity_ = NAN;
-  float appliedEnabled_ = NAN;
-  std::array<float, kPresetPortCount> seenValues_{};
+  // Audio thread and activation only.
+  bool activated_ = false;
+  bool started_ = false;        // run() was called since activation
+  bool intensityUnset_ = false; // the host zero-filled every control, intensity still at that 0
+  Controls forwarded_;          // last handed to the processor or the worker
+  PortValues seenValues_{};
   LoadFileMessage loadMessage_{};
+  ControlsMessage controlsMessage_{};
   EditValuesMessage editMessage_{};
 
-  // Worker, state and activation only; never touched by run().
-  std::mutex presetMutex_;
+  // Worker, state and activation only; never touched by run(). The mutex
+  // keeps their calls into the processor one at a time even if a host
+  // overlaps a state restore with the worker.
+  std::mutex controlMutex_;
   CheckedPreset inForce_;
   bool presetChosen_ = false; // false: the library's default is in force
   std::string path_;
@@ -169,10 +201,11 @@ Plugin::Plugin(int channels, float sampleRate, const LV2_Feature* const* feature
   }
   vora_preset_default(&inForce_.values);
   vora_preset defaults = inForce_.values;
-  for (int i = 0; i < kPresetPortCount; ++i) {
-    seenValues_[static_cast<size_t>(i)] = *presetValue(defaults, presetPortField(i));
+  for (int i = 0; i < presetPorts(); ++i) {
+    seenValues_[static_cast<size_t>(i)] = *presetValue(defaults, presetPortField(i, channels_));
   }
   loadMessage_.kind = WorkKind::LoadFile;
+  controlsMessage_.kind = WorkKind::Controls;
   editMessage_.kind = WorkKind::EditValues;
   std::array<vora_band_info, VORA_BAND_COUNT> bands{};
   chunkFrames_ = static_cast<uint32_t>(vora_preset_band_layout(sampleRate_, bands.data()) / 4);
@@ -183,12 +216,13 @@ Plugin::Plugin(int channels, float sampleRate, const LV2_Feature* const* feature
     return;
   }
   latencyFrames_ = processor_.getProcessingLatency() + static_cast<float>(chunkFrames_);
-  // Audible from the start: the library's default preset until the user
-  // chooses another.
+  // Audible from the start: the library's default preset at full intensity
+  // until the host or the user chooses otherwise.
   std::string why;
   if (encodeValues(inForce_.values, inForce_, why)) {
     processor_.applyPresetPayload(inForce_.payload.data());
   }
+  applyControls(forwarded_);
 }
 
 void Plugin::connect(uint32_t port, void* data) {
@@ -199,8 +233,8 @@ void Plugin::connect(uint32_t port, void* data) {
   case kIntensityPort:
     intensity_ = static_cast<const float*>(data);
     return;
-  case kEnabledPort:
-    enabled_ = static_cast<const float*>(data);
+  case kBypassPort:
+    bypass_ = static_cast<const float*>(data);
     return;
   case kLatencyPort:
     latency_ = static_cast<float*>(data);
@@ -208,11 +242,12 @@ void Plugin::connect(uint32_t port, void* data) {
   default:
     break;
   }
-  if (port >= kFirstPresetPort && port < kFirstAudioPort) {
+  const uint32_t firstAudio = firstAudioPort(channels_);
+  if (port >= kFirstPresetPort && port < firstAudio) {
     presetPorts_[port - kFirstPresetPort] = static_cast<const float*>(data);
-  } else if (port >= kFirstAudioPort && port < portCount(channels_)) {
-    const uint32_t channel = (port - kFirstAudioPort) / 2;
-    if ((port - kFirstAudioPort) % 2 == 0) {
+  } else if (port >= firstAudio && port < portCount(channels_)) {
+    const uint32_t channel = (port - firstAudio) / 2;
+    if ((port - firstAudio) % 2 == 0) {
       inputs_[channel] = static_cast<const float*>(data);
     } else {
       outputs_[channel] = static_cast<float*>(data);
@@ -221,66 +256,105 @@ void Plugin::connect(uint32_t port, void* data) {
 }
 
 void Plugin::activate() {
-  started_ = false;
   // A fresh start: no audio history. The preset, intensity and bypass in
   // force survive the set-up.
   processor_.setup(sampleRate_, static_cast<int>(chunkFrames_), channels_);
   chunkIn_ = {};
   chunkOut_ = {};
   chunkPosition_ = 0;
-  takePresetPorts();
-  if (intensity_ != nullptr) {
-    appliedIntensity_ = *intensity_;
-    processor_.setVoraficationIntensity(appliedIntensity_);
-  }
-  if (enabled_ != nullptr) {
-    appliedEnabled_ = *enabled_;
-    processor_.setBypassed(appliedEnabled_ <= 0.0f);
-  }
+  activated_ = true;
+  started_ = false;
+  takeHostPorts();
 }
 
-// Preset values that differ from the ones seen so far take effect now, in
-// the calling thread: during activation, or before the first block in a host
-// without a worker.
-void Plugin::takePresetPorts() {
-  std::array<float, kPresetPortCount> values = seenValues_;
-  std::array<bool, kPresetPortCount> changed{};
-  bool any = false;
-  for (size_t i = 0; i < values.size(); ++i) {
-    if (presetPorts_[i] != nullptr && std::isfinite(*presetPorts_[i]) && *presetPorts_[i] != seenValues_[i]) {
-      values[i] = *presetPorts_[i];
-      changed[i] = true;
-      any = true;
-    }
+// The host's first word after activation (or before the first block, see
+// run()), applied in the calling thread. Every control reading exactly 0 is
+// how a host that fills what it was not given with zeros (ecasound) says
+// "nothing": the intensity is 1 until the host moves it, and the zeros of
+// the value ports never become a preset.
+void Plugin::takeHostPorts() {
+  intensityUnset_ =
+      intensity_ != nullptr && *intensity_ == 0.0f && (bypass_ == nullptr || *bypass_ == 0.0f) && presetPortsAllZero();
+  if (intensityUnset_) {
+    forwarded_.intensity = 1.0f;
   }
-  if (any) {
+  forwarded_ = controlsFromPorts();
+  applyControls(forwarded_);
+  PortValues values{};
+  PortFlags changed{};
+  if (collectEdits(values, changed)) {
     seenValues_ = values;
     applyEdits(values, changed);
   }
 }
 
+// Intensity and bypass as the host's ports ask for them, made safe for the
+// library: NaN is ignored (the value in force stays), the intensity is
+// clamped to 0..1, and the bypass is on above 0 (LV2's reading of a toggle).
+Controls Plugin::controlsFromPorts() {
+  Controls controls = forwarded_;
+  if (intensity_ != nullptr && !std::isnan(*intensity_) && !(intensityUnset_ && *intensity_ == 0.0f)) {
+    intensityUnset_ = false;
+    controls.intensity = std::clamp(*intensity_, 0.0f, 1.0f);
+  }
+  if (bypass_ != nullptr && !std::isnan(*bypass_)) {
+    controls.bypassed = *bypass_ > 0.0f;
+  }
+  return controls;
+}
+
+bool Plugin::presetPortsAllZero() const {
+  int connected = 0;
+  for (int i = 0; i < presetPorts(); ++i) {
+    if (const float* port = presetPorts_[static_cast<size_t>(i)]) {
+      if (*port != 0.0f) {
+        return false;
+      }
+      ++connected;
+    }
+  }
+  return connected > 0;
+}
+
+// Value ports that differ from the values seen so far, ready for
+// applyEdits (the caller records them as seen once they are on their way);
+// false if none did. Value ports that are all zero are taken as
+// seen without being applied: no listener chooses that preset, but a host
+// that zero-fills sends it.
+bool Plugin::collectEdits(PortValues& values, PortFlags& changed) {
+  if (presetPortsAllZero()) {
+    for (int i = 0; i < presetPorts(); ++i) {
+      if (presetPorts_[static_cast<size_t>(i)] != nullptr) {
+        seenValues_[static_cast<size_t>(i)] = 0.0f;
+      }
+    }
+    return false;
+  }
+  bool any = false;
+  for (size_t i = 0; i < static_cast<size_t>(presetPorts()); ++i) {
+    const float* port = presetPorts_[i];
+    const bool edited = port != nullptr && std::isfinite(*port) && *port != seenValues_[i];
+    changed[i] = edited;
+    values[i] = edited ? *port : seenValues_[i];
+    any = any || edited;
+  }
+  return any;
+}
+
 void Plugin::run(uint32_t frames) {
-  // A host without a worker thread may connect and set the ports only just
-  // before the first block (ffmpeg's lv2 filter does). Such hosts are
-  // offline tools, so preset values given to them are applied once, here,
-  // before the first sample; afterwards they wait for the next activation.
+  // A host without a worker may connect and set the ports only after
+  // activation, just before the first block (ffmpeg's lv2 filter does), and
+  // a host may skip activation. Such hosts are offline tools: their values
+  // are taken here, once, before the first sample. (With a worker, later
+  // port values reach the processor through the worker.)
   if (!started_) {
     started_ = true;
-    if (schedule_ == nullptr) {
-      takePresetPorts();
+    if (schedule_ == nullptr || !activated_) {
+      takeHostPorts();
     }
   }
   readControlMessages();
-  forwardPresetEdits();
-  if (intensity_ != nullptr && *intensity_ != appliedIntensity_) {
-    appliedIntensity_ = *intensity_;
-    processor_.setVoraficationIntensity(appliedIntensity_);
-  }
-  // The host's bypass goes through the library's own fade.
-  if (enabled_ != nullptr && *enabled_ != appliedEnabled_) {
-    appliedEnabled_ = *enabled_;
-    processor_.setBypassed(appliedEnabled_ <= 0.0f);
-  }
+  forwardHostPorts();
   if (latency_ != nullptr) {
     *latency_ = latencyFrames_;
   }
@@ -337,21 +411,28 @@ void Plugin::readControlMessages() {
   }
 }
 
-void Plugin::forwardPresetEdits() {
-  // Without a worker, edits wait for the next activation.
+// Changes reach the worker in the order the host made them: a preset file
+// from this block's messages, then intensity and bypass, then edited values.
+// Without a worker this thread is the processor's only control thread: the
+// two setters are called here, and edits wait for the next activation.
+void Plugin::forwardHostPorts() {
+  const Controls wanted = controlsFromPorts();
   if (schedule_ == nullptr) {
+    if (!(wanted == forwarded_)) {
+      forwarded_ = wanted;
+      applyControls(wanted);
+    }
     return;
   }
-  bool any = false;
-  for (size_t i = 0; i < seenValues_.size(); ++i) {
-    const float* port = presetPorts_[i];
-    const bool changed = port != nullptr && std::isfinite(*port) && *port != seenValues_[i];
-    editMessage_.changed[i] = changed;
-    editMessage_.values[i] = changed ? *port : seenValues_[i];
-    any = any || changed;
-  }
   // A full queue is tried again with the next block.
-  if (any && schedule_->schedule_work(schedule_->handle, sizeof editMessage_, &editMessage_) == LV2_WORKER_SUCCESS) {
+  if (!(wanted == forwarded_)) {
+    controlsMessage_.controls = wanted;
+    if (schedule_->schedule_work(schedule_->handle, sizeof controlsMessage_, &controlsMessage_) == LV2_WORKER_SUCCESS) {
+      forwarded_ = wanted;
+    }
+  }
+  if (collectEdits(editMessage_.values, editMessage_.changed) &&
+      schedule_->schedule_work(schedule_->handle, sizeof editMessage_, &editMessage_) == LV2_WORKER_SUCCESS) {
     seenValues_ = editMessage_.values;
   }
 }
@@ -367,6 +448,13 @@ LV2_Worker_Status Plugin::work(uint32_t size, const void* data) {
     loadFile(std::string(message->path, std::min<size_t>(message->pathBytes, size - offsetof(LoadFileMessage, path))));
     return LV2_WORKER_SUCCESS;
   }
+  if (kind == WorkKind::Controls && size == sizeof(ControlsMessage)) {
+    ControlsMessage message;
+    std::memcpy(&message, data, sizeof message);
+    const std::lock_guard<std::mutex> lock(controlMutex_);
+    applyControls(message.controls);
+    return LV2_WORKER_SUCCESS;
+  }
   if (kind == WorkKind::EditValues && size == sizeof(EditValuesMessage)) {
     const auto* message = static_cast<const EditValuesMessage*>(data);
     applyEdits(message->values, message->changed);
@@ -375,20 +463,27 @@ LV2_Worker_Status Plugin::work(uint32_t size, const void* data) {
   return LV2_WORKER_ERR_UNKNOWN;
 }
 
+// The values come from controlsFromPorts(), so neither setter prints, and
+// neither allocates. Called by the worker (under the lock), by activation
+// and, in a host without a worker, by run().
+void Plugin::applyControls(const Controls& controls) {
+  processor_.setBypassed(controls.bypassed);
+  processor_.setVoraficationIntensity(controls.intensity);
+}
+
 // Edited port values change only their own fields of the preset in force, so
 // a host can adjust one band of a preset loaded from a file.
-void Plugin::applyEdits(const std::array<float, kPresetPortCount>& values,
-                        const std::array<bool, kPresetPortCount>& changed) {
+void Plugin::applyEdits(const PortValues& values, const PortFlags& changed) {
   std::string path;
   vora_preset edited;
   {
-    std::lock_guard<std::mutex> lock(presetMutex_);
+    std::lock_guard<std::mutex> lock(controlMutex_);
     edited = inForce_.values;
     path = path_;
   }
-  for (int i = 0; i < kPresetPortCount; ++i) {
+  for (int i = 0; i < presetPorts(); ++i) {
     if (changed[static_cast<size_t>(i)]) {
-      *presetValue(edited, presetPortField(i)) = values[static_cast<size_t>(i)];
+      *presetValue(edited, presetPortField(i, channels_)) = values[static_cast<size_t>(i)];
     }
   }
   CheckedPreset preset;
@@ -412,14 +507,12 @@ void Plugin::loadFile(const std::string& path) {
 }
 
 // The one place where a new preset reaches the processor. It runs on the
-// worker thread (or during activation or state restore), never in run(): the
-// payload has been checked, so the library accepts it without printing.
-// This relies on the processor taking a preset from one control thread while
-// the audio thread is inside process(), at its next block boundary; a
-// processor without that guarantee would need the payload handed to run()
-// instead, and this function is where that change goes.
+// worker thread (or during activation or state restore), the same thread
+// that sets intensity and bypass, never in run() once the host has
+// activated the plugin: applying a preset allocates. The payload has been
+// checked, so the library accepts it without printing.
 bool Plugin::applyPreset(const CheckedPreset& preset, const std::string& path) {
-  std::lock_guard<std::mutex> lock(presetMutex_);
+  std::lock_guard<std::mutex> lock(controlMutex_);
   Payload payload = preset.payload;
   if (!processor_.applyPresetPayload(payload.data())) {
     lv2_log_error(&logger_, "larkspin: the processor refused the preset, keeping the previous one\n");
@@ -436,7 +529,7 @@ LV2_State_Status Plugin::save(LV2_State_Store_Function store, LV2_State_Handle h
   if (map_ == nullptr) {
     return LV2_STATE_ERR_NO_FEATURE;
   }
-  std::lock_guard<std::mutex> lock(presetMutex_);
+  std::lock_guard<std::mutex> lock(controlMutex_);
   if (!presetChosen_) {
     return LV2_STATE_SUCCESS; // the default preset: nothing to keep
   }

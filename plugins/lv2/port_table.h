@@ -17,45 +17,60 @@ inline constexpr const char* kPayloadStateUri = "urn:larkspin:lv2:payload";
 inline constexpr const char* kPathStateUri = "urn:larkspin:lv2:path";
 
 // Fixed ports; the preset value ports follow, then the audio ports.
+//
+// There is no port with the lv2:enabled designation: hosts that leave such a
+// port at 0 (GStreamer shows a toggle's default as false, ecasound sets every
+// value not given to 0) would bypass the plugin without being asked. The
+// bypass port is the other way round, so 0 processes; hosts with a bypass of
+// their own use it for this plugin as for any other without lv2:enabled.
 enum FixedPort : uint32_t {
   kControlPort = 0, // atom input: patch messages that set the preset file
   kIntensityPort = 1,
-  kEnabledPort = 2,
+  kBypassPort = 2,
   kLatencyPort = 3,
   kFixedPortCount = 4
 };
 
-// One preset value per port: per band, the three per-channel fields of both
-// channels, then the four per-band slow fields.
+// One preset value per port: per band, the three per-channel fields of each
+// channel the plugin has (the mono plugin only channel 0's), then the four
+// per-band slow fields.
 inline constexpr int kChannelFieldCount = 3;
 inline constexpr int kBandFieldCount = 4;
-inline constexpr int kPortsPerBand = VORA_PRESET_CHANNEL_COUNT * kChannelFieldCount + kBandFieldCount;
-inline constexpr int kPresetPortCount = VORA_PRESET_BAND_COUNT * kPortsPerBand;
+inline constexpr int portsPerBand(int channels) {
+  return channels * kChannelFieldCount + kBandFieldCount;
+}
+inline constexpr int presetPortCount(int channels) {
+  return VORA_PRESET_BAND_COUNT * portsPerBand(channels);
+}
+inline constexpr int kMaximumPresetPortCount = presetPortCount(VORA_PRESET_CHANNEL_COUNT);
 inline constexpr uint32_t kFirstPresetPort = kFixedPortCount;
-inline constexpr uint32_t kFirstAudioPort = kFirstPresetPort + kPresetPortCount;
 
-inline uint32_t portCount(int channels) {
-  return kFirstAudioPort + 2 * static_cast<uint32_t>(channels);
+inline constexpr uint32_t firstAudioPort(int channels) {
+  return kFirstPresetPort + static_cast<uint32_t>(presetPortCount(channels));
+}
+inline constexpr uint32_t portCount(int channels) {
+  return firstAudioPort(channels) + 2 * static_cast<uint32_t>(channels);
 }
 // Audio ports: input then output for channel 0, then for channel 1.
-inline uint32_t audioInputPort(int channel) {
-  return kFirstAudioPort + 2 * static_cast<uint32_t>(channel);
+inline constexpr uint32_t audioInputPort(int channels, int channel) {
+  return firstAudioPort(channels) + 2 * static_cast<uint32_t>(channel);
 }
-inline uint32_t audioOutputPort(int channel) {
-  return audioInputPort(channel) + 1;
+inline constexpr uint32_t audioOutputPort(int channels, int channel) {
+  return audioInputPort(channels, channel) + 1;
 }
 
-// Where preset value port `index` (0 .. kPresetPortCount-1) lives in a preset.
+// Where preset value port `index` (0 .. presetPortCount(channels)-1) of the
+// plugin with `channels` channels lives in a preset.
 struct PresetPortField {
   int band;
   int channel; // -1 for the per-band slow fields
   vora_preset_field field;
 };
 
-inline PresetPortField presetPortField(int index) {
-  const int band = index / kPortsPerBand;
-  const int within = index % kPortsPerBand;
-  const int channelFields = VORA_PRESET_CHANNEL_COUNT * kChannelFieldCount;
+inline PresetPortField presetPortField(int index, int channels) {
+  const int band = index / portsPerBand(channels);
+  const int within = index % portsPerBand(channels);
+  const int channelFields = channels * kChannelFieldCount;
   if (within < channelFields) {
     return {band, within / kChannelFieldCount, static_cast<vora_preset_field>(within % kChannelFieldCount)};
   }
@@ -66,8 +81,9 @@ inline float* presetValue(vora_preset& preset, const PresetPortField& where) {
   return vora_preset_value(&preset, where.band, where.channel, where.field);
 }
 
-// Port symbol of preset value port `index`, e.g. "b03_gain_db_l",
-// "b03_slow_factor": short enough to type in a command-line host.
+// Port symbol of preset value port `index`, e.g. "b03_gain_db_l" (stereo),
+// "b03_gain_db" (mono), "b03_slow_factor": short enough to type in a
+// command-line host.
 inline constexpr const char* kFieldSymbols[VORA_PRESET_FIELD_COUNT] = {
     "gain_db",     "fast_threshold_db", "fast_ratio",           "slow_threshold_db",
     "slow_factor", "slow_delay_ms",     "slow_time_constant_ms"};
@@ -76,10 +92,10 @@ struct PortSymbol {
   char text[40];
 };
 
-inline PortSymbol presetPortSymbol(int index) {
-  const PresetPortField where = presetPortField(index);
+inline PortSymbol presetPortSymbol(int index, int channels) {
+  const PresetPortField where = presetPortField(index, channels);
   PortSymbol symbol{};
-  const char* suffix = where.channel < 0 ? "" : (where.channel == 0 ? "_l" : "_r");
+  const char* suffix = where.channel < 0 || channels == 1 ? "" : (where.channel == 0 ? "_l" : "_r");
   std::snprintf(symbol.text, sizeof symbol.text, "b%02d_%s%s", where.band, kFieldSymbols[where.field], suffix);
   return symbol;
 }

@@ -12,15 +12,22 @@ schemas=$(dpkg -L lv2-dev | grep -E '^/usr/lib/lv2/.*\.ttl$' | grep -v '/manifes
 report=$(sord_validate $schemas "$bundle/manifest.ttl" "$bundle/larkspin.ttl" 2>&1)
 grep -q "Found 0 errors" <<<"$report" || { echo "$report"; exit 1; }
 
+# The mono plugin has mono ports only: no "_r" port, no "_l" suffix.
 check_plugins() {
   for plugin in mono stereo; do
     info=$(LV2_PATH="$1" lv2info "urn:larkspin:lv2:$plugin")
-    for symbol in control intensity enabled latency b00_gain_db_l b12_slow_time_constant_ms in_l out_l; do
+    symbols="control intensity bypass latency b12_slow_time_constant_ms"
+    if [ "$plugin" = mono ]; then
+      symbols+=" b00_gain_db in out"
+      ! grep -q "Symbol: .*_[lr]\$" <<<"$info" || { echo "mono: a port of one side"; exit 1; }
+    else
+      symbols+=" b00_gain_db_l b00_gain_db_r in_l out_l in_r out_r"
+    fi
+    for symbol in $symbols; do
       grep -q "Symbol: *$symbol\$" <<<"$info" || { echo "$plugin: no port $symbol in lv2info"; exit 1; }
     done
     grep -q "Has latency: *yes, reported by port 3" <<<"$info" || { echo "$plugin: latency port"; exit 1; }
   done
-  grep -q "Symbol: *out_r\$" <<<"$(LV2_PATH="$1" lv2info urn:larkspin:lv2:stereo)"
 }
 check_plugins "$(dirname "$bundle")"
 

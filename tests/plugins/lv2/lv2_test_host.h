@@ -1,6 +1,7 @@
-// A small LV2 host on lilv for the plugin's tests: URID map, a worker run on
-// the test's thread between blocks, a log that collects messages, a control
-// port for patch messages, and state save and restore.
+// A small LV2 host on lilv for the plugin's tests: URID map, a worker (none,
+// one run on the test's thread between blocks, or one on a thread of its
+// own), a log that collects messages, a control port for patch messages,
+// and state save and restore.
 #pragma once
 
 #include "lv2_reference.h"
@@ -17,17 +18,27 @@
 #include <lv2/worker/worker.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace larkspin_test {
+
+// How the host runs the work the plugin schedules: not at all (no worker
+// feature, as lv2apply, ffmpeg, GStreamer and ecasound), on the test's thread
+// after each block, or on a thread of its own as real-time hosts do.
+enum class Worker { None, Inline, Threaded };
 
 // Every bundle on LV2_PATH, loaded once per process.
 inline LilvWorld* lv2World() {
@@ -51,28 +62,42 @@ inline LV2_URID lv2Urid(const char* uri) {
   return lv2UridMap()->map(lv2UridMap()->handle, uri);
 }
 
+// Writes `size` bytes to a file in the temporary folder; returns its path.
+inline std::string writeFile(const std::string& name, const void* bytes, size_t size) {
+  const auto path = std::filesystem::temp_directory_path() / ("larkspin_lv2_" + name);
+  std::ofstream(path, std::ios::binary).write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
+  return path.string();
+}
+
 class Lv2Instance {
 public:
-  // Plugin `uri` at `sampleRate`; `withWorker` false plays a host without one.
-  // Throws if the plugin cannot be found or instantiated.
-  Lv2Instance(const char* uri, double sampleRate, bool withWorker = true) : atomBuffer_(8192) {
+  // Plugin `uri` at `sampleRate`. Throws if the plugin cannot be found or
+  // instantiated.
+  Lv2Instance(const char* uri, double sampleRate, Worker worker = Worker::Inline) : atomBuffer_(8192), worker_(worker) {
     LilvNode* uriNode = lilv_new_uri(lv2World(), uri);
     plugin_ = lilv_plugins_get_by_uri(lilv_world_get_all_plugins(lv2World()), uriNode);
     lilv_node_free(uriNode);
     features_ = {{LV2_URID__map, lv2UridMap()}, {LV2_LOG__log, &log_}, {LV2_WORKER__schedule, &schedule_}};
-    featureList_ = {&features_[0], &features_[1], withWorker ? &features_[2] : nullptr, nullptr};
+    featureList_ = {&features_[0], &features_[1], worker == Worker::None ? nullptr : &features_[2], nullptr};
     work_.reserve(1 << 16);
     instance_ = plugin_ == nullptr ? nullptr : lilv_plugin_instantiate(plugin_, sampleRate, featureList_.data());
     if (instance_ == nullptr) {
       throw std::runtime_error(std::string(uri) + " not found or refused: is LV2_PATH set to the built bundle?");
     }
-    worker_ =
+    workInterface_ =
         static_cast<const LV2_Worker_Interface*>(lilv_instance_get_extension_data(instance_, LV2_WORKER__interface));
     lv2_atom_forge_init(&forge_, lv2UridMap());
     connectPorts();
     beginSequence();
+    if (worker == Worker::Threaded) {
+      workerThread_ = std::thread([this] { workerLoop(); });
+    }
   }
   ~Lv2Instance() {
+    if (workerThread_.joinable()) {
+      batchReady_.store(kStopWorker, std::memory_order_release);
+      workerThread_.join();
+    }
     lilv_instance_deactivate(instance_);
     lilv_instance_free(instance_);
   }
@@ -81,8 +106,15 @@ public:
 
   int channels() const { return channels_; }
   float latency() const { return controls_[larkspin_lv2::kLatencyPort]; }
-  // Everything the plugin logged so far.
-  const std::string& log() const { return logText_; }
+  // Everything the plugin logged so far (the worker thread logs too).
+  std::string log() const {
+    const std::lock_guard<std::mutex> lock(logMutex_);
+    return logText_;
+  }
+
+  // Every control input at 0, as a host that fills what it was not given
+  // with zeros leaves them.
+  void zeroFill() { std::fill(controls_.begin(), controls_.end(), 0.0f); }
 
   // Sets a control input port by symbol; an unknown symbol is ignored.
   void setControl(const char* symbol, float value) {
@@ -112,6 +144,13 @@ public:
   // work it scheduled after each block, as a host's worker thread would
   // between two blocks; `beforeBlock` may send messages or change ports
   // first. Fails the test if run() allocates.
+  //
+  // The threaded worker finishes a block's work before the next block too,
+  // so its output can be compared with the inline worker's; but the test's
+  // thread learns that through a relaxed flag, which orders nothing for
+  // ThreadSanitizer. Any memory the plugin shares between its worker and
+  // run() must therefore be ordered by the plugin or the library itself, as
+  // in a host whose worker lags behind the audio.
   Planar process(const Planar& input, uint32_t blockFrames,
                  const std::function<void(Lv2Instance&, size_t)>& beforeBlock = {}) {
     Planar output(input.size(), std::vector<float>(input[0].size()));
@@ -126,9 +165,10 @@ public:
       }
       for (int c = 0; c < channels_; ++c) {
         const auto channel = static_cast<size_t>(c);
-        lilv_instance_connect_port(instance_, larkspin_lv2::audioInputPort(c),
+        lilv_instance_connect_port(instance_, larkspin_lv2::audioInputPort(channels_, c),
                                    const_cast<float*>(input[channel].data() + offset));
-        lilv_instance_connect_port(instance_, larkspin_lv2::audioOutputPort(c), output[channel].data() + offset);
+        lilv_instance_connect_port(instance_, larkspin_lv2::audioOutputPort(channels_, c),
+                                   output[channel].data() + offset);
       }
       {
         AllocationScope scope;
@@ -136,7 +176,12 @@ public:
         allocations += scope.allocations();
       }
       beginSequence();
-      runWork();
+      if (worker_ == Worker::Threaded) {
+        handToWorkerAndWait();
+      } else {
+        runWork(work_);
+        work_.clear();
+      }
       offset += frames;
     }
     EXPECT_EQ(allocations, 0u);
@@ -154,14 +199,47 @@ public:
 
 private:
   // Each piece of scheduled work is stored behind its size.
-  void runWork() {
-    for (size_t at = 0; at < work_.size();) {
+  void runWork(const std::vector<unsigned char>& work) {
+    for (size_t at = 0; at < work.size();) {
       uint32_t size = 0;
-      std::memcpy(&size, &work_[at], sizeof size);
-      worker_->work(lilv_instance_get_handle(instance_), nullptr, nullptr, size, &work_[at + sizeof size]);
+      std::memcpy(&size, &work[at], sizeof size);
+      workInterface_->work(lilv_instance_get_handle(instance_), nullptr, nullptr, size, &work[at + sizeof size]);
       at += sizeof size + size;
     }
+  }
+
+  // The block's work goes to the worker thread as a copy (released and
+  // acquired: the copy is host memory), then the test waits, relaxed, until
+  // the worker has done it.
+  void handToWorkerAndWait() {
+    const uint64_t batch = ++batchesSent_;
+    batchReady_.store(batch, std::memory_order_release);
+    while (batchTaken_.load(std::memory_order_acquire) != batch) {
+      std::this_thread::yield();
+    }
     work_.clear();
+    while (batchDone_.load(std::memory_order_relaxed) != batch) {
+      std::this_thread::yield();
+    }
+  }
+
+  void workerLoop() {
+    std::vector<unsigned char> work;
+    for (uint64_t taken = 0;;) {
+      const uint64_t batch = batchReady_.load(std::memory_order_acquire);
+      if (batch == kStopWorker) {
+        return;
+      }
+      if (batch == taken) {
+        std::this_thread::yield();
+        continue;
+      }
+      work = work_;
+      taken = batch;
+      batchTaken_.store(batch, std::memory_order_release);
+      runWork(work);
+      batchDone_.store(batch, std::memory_order_relaxed);
+    }
   }
 
   // Ports in the plugin's own order: patch messages, controls with their
@@ -171,10 +249,10 @@ private:
     controls_.assign(count, 0.0f);
     lilv_plugin_get_port_ranges_float(plugin_, nullptr, nullptr, controls_.data());
     lilv_instance_connect_port(instance_, larkspin_lv2::kControlPort, atomBuffer_.data());
-    for (uint32_t i = larkspin_lv2::kControlPort + 1; i < larkspin_lv2::kFirstAudioPort; ++i) {
+    channels_ = count == larkspin_lv2::portCount(1) ? 1 : 2;
+    for (uint32_t i = larkspin_lv2::kControlPort + 1; i < larkspin_lv2::firstAudioPort(channels_); ++i) {
       lilv_instance_connect_port(instance_, i, &controls_[i]);
     }
-    channels_ = static_cast<int>(count - larkspin_lv2::kFirstAudioPort) / 2;
   }
 
   void beginSequence() {
@@ -199,13 +277,15 @@ private:
   static int logVPrintf(LV2_Log_Handle handle, LV2_URID, const char* format, va_list args) {
     char text[1024];
     const int n = std::vsnprintf(text, sizeof text, format, args); // NOLINT(clang-analyzer-valist.Uninitialized)
-    static_cast<Lv2Instance*>(handle)->logText_ += text;
+    auto* self = static_cast<Lv2Instance*>(handle);
+    const std::lock_guard<std::mutex> lock(self->logMutex_);
+    self->logText_ += text;
     return n;
   }
 
   const LilvPlugin* plugin_ = nullptr;
   LilvInstance* instance_ = nullptr;
-  const LV2_Worker_Interface* worker_ = nullptr;
+  const LV2_Worker_Interface* workInterface_ = nullptr;
   std::vector<float> controls_; // indexed by port; input ports start at their defaults
   int channels_ = 0;
 
@@ -214,7 +294,16 @@ private:
   LV2_Atom_Forge forge_{};
   LV2_Atom_Forge_Frame sequenceFrame_{};
 
+  // Work scheduled during the current block.
   std::vector<unsigned char> work_;
+  Worker worker_;
+  std::thread workerThread_;
+  static constexpr uint64_t kStopWorker = UINT64_MAX;
+  uint64_t batchesSent_ = 0;
+  std::atomic<uint64_t> batchReady_{0};
+  std::atomic<uint64_t> batchTaken_{0};
+  std::atomic<uint64_t> batchDone_{0};
+  mutable std::mutex logMutex_;
   std::string logText_;
   LV2_Worker_Schedule schedule_{this, schedule};
   // The plugin logs through the logger of lv2/log, which calls vprintf only.
