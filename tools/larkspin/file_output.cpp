@@ -140,7 +140,9 @@ OutputFile::OutputFile(const std::string& path) : path_(path) {
   const fs::path target(target_);
   const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
   // A hidden name, short enough for any file system's limit.
-  std::string pattern = (folder / ("." + target.filename().string().substr(0, 200) + ".larkspin-XXXXXX")).string();
+  std::string hidden = ".";
+  hidden.append(target.filename().string(), 0, 200).append(".larkspin-XXXXXX");
+  std::string pattern = (folder / hidden).string();
   fd_ = ::mkostemp(pattern.data(), O_CLOEXEC);
   if (fd_ < 0) {
     throw ToolError("cannot write '" + path + "': " + systemError());
