@@ -21,8 +21,10 @@ public:
   void record(vora_ap_control* control, long framesFed);
 
   // SVG text. Each column is dated by the input frames fed so far, the end
-  // of the last analysed frame.
-  std::string render(const std::string& title, const AudioData& input) const;
+  // of the last analysed frame. `contentRate`, when given, is the rate the
+  // input had before it was converted up: bands above its Nyquist frequency
+  // hold nothing and are drawn as empty.
+  std::string render(const std::string& title, const AudioData& input, int contentRate = 0) const;
 
 private:
   std::vector<long> frames_;
