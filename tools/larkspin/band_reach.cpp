@@ -73,7 +73,7 @@ std::vector<BandWithoutBin> bandsWithoutBin(int sampleRate) {
     if (firstBinAbove < bands[band].highHz) {
       continue;
     }
-    double peakDb = -INFINITY;
+    double peakDb = -HUGE_VAL;
     for (int bin = 1; bin < fftSize / 2; ++bin) {
       peakDb = std::max(peakDb, vora_preset_band_response_db(rate, band, bin * binHz));
     }

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <set>
 #include <vector>
 
@@ -44,6 +43,17 @@ std::string bandList(const std::vector<int>& bands, const std::set<int>& missed)
     i = end;
   }
   return (bands.size() > 1 ? "bands " : "band ") + text;
+}
+
+bool sameSettings(const vora_preset_band& a, const vora_preset_band& b) {
+  for (int ch = 0; ch < VORA_PRESET_CHANNEL_COUNT; ++ch) {
+    const vora_preset_channel &x = a.channels[ch], &y = b.channels[ch];
+    if (x.gainDb != y.gainDb || x.fastThresholdDb != y.fastThresholdDb || x.fastRatio != y.fastRatio) {
+      return false;
+    }
+  }
+  return a.slowThresholdDb == b.slowThresholdDb && a.slowFactor == b.slowFactor && a.slowDelayMs == b.slowDelayMs &&
+         a.slowTimeConstantMs == b.slowTimeConstantMs;
 }
 
 bool channelsDiffer(const vora_preset_band& band) {
@@ -85,7 +95,7 @@ std::string renderIoCurves(const vora_preset& preset, const std::string& presetN
   std::vector<std::vector<int>> groups;
   for (int band = 0; band < VORA_PRESET_BAND_COUNT; ++band) {
     auto same = std::find_if(groups.begin(), groups.end(), [&](const std::vector<int>& group) {
-      return std::memcmp(&preset.bands[group[0]], &preset.bands[band], sizeof(vora_preset_band)) == 0;
+      return sameSettings(preset.bands[group[0]], preset.bands[band]);
     });
     if (same == groups.end()) {
       groups.push_back({band});

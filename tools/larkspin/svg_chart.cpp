@@ -103,12 +103,13 @@ std::vector<std::string> fitText(const std::string& text, double fontSize, bool 
   std::istringstream words(text);
   std::string word;
   while (words >> word) {
-    if (!lines.empty() && textWidth(lines.back() + " " + word, fontSize, bold) <= width) {
-      lines.back() += " " + word;
-    } else if (static_cast<int>(lines.size()) < maxLines) {
+    // A word that does not fit starts a new line while there may be one;
+    // past the last, it is cut off below.
+    const bool fits = !lines.empty() && textWidth(lines.back() + " " + word, fontSize, bold) <= width;
+    if (lines.empty() || (!fits && static_cast<int>(lines.size()) < maxLines)) {
       lines.push_back(word);
     } else {
-      lines.back() += " " + word; // cut below
+      lines.back() += " " + word;
     }
   }
   if (!lines.empty() && textWidth(lines.back(), fontSize, bold) > width) {
@@ -177,7 +178,8 @@ void drawLegend(std::ostringstream& svg, const std::vector<ChartSeries>& series,
   const double columnWidth = series.size() > perColumn ? 95.0 : 180.0;
   for (size_t i = 0; i < series.size(); ++i) {
     const ChartSeries& s = series[i];
-    const double x = plotRight + 16 + static_cast<double>(i / perColumn) * columnWidth;
+    const size_t column = i / perColumn; // whole columns
+    const double x = plotRight + 16 + static_cast<double>(column) * columnWidth;
     const double legendY = kTop + 10 + static_cast<double>(i % perColumn) * 18;
     svg << "<line x1=\"" << x << "\" y1=\"" << legendY << "\" x2=\"" << x + 24 << "\" y2=\"" << legendY
         << "\" stroke=\"" << s.colour << "\" stroke-width=\"2.5\"" << dashAttribute(s) << "/>\n<text x=\"" << x + 30
