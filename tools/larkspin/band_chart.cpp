@@ -125,9 +125,8 @@ std::string renderBandChart(int sampleRate, const vora_preset& preset, const std
   gains.options.spans.push_back(uncontrolled);
   gains.options.spans.insert(gains.options.spans.end(), missed.begin(), missed.end());
   for (const BandWithoutBin& band : bandsWithoutBin(sampleRate)) {
-    gains.options.note += (gains.options.note.empty() ? "" : " ") + std::string("Band") +
-                          bandWithoutBinNote(sampleRate, band, preset.bands[band.band].channels[0].gainDb).substr(4) +
-                          ".";
+    gains.options.note += (gains.options.note.empty() ? "" : " ") +
+                          bandWithoutBinNote(sampleRate, band, preset.bands[band.band].channels[0].gainDb, true);
     gains.options.height += 42.0;
   }
   for (int band = 0; band < VORA_PRESET_BAND_COUNT; ++band) {

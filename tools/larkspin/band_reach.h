@@ -24,8 +24,9 @@ struct BandWithoutBin {
 std::vector<BandWithoutBin> bandsWithoutBin(int sampleRate);
 
 // What such a band's settings do at `sampleRate`, in one line without the
-// program's prefix; `gainDb` is the fixed gain set on it.
-std::string bandWithoutBinNote(int sampleRate, const BandWithoutBin& band, double gainDb);
+// program's prefix ("band 1 (210 to 297 Hz) holds no FFT bin at ..."); `gainDb`
+// is the fixed gain set on it. `asSentence` makes it "Band 1 ... there."
+std::string bandWithoutBinNote(int sampleRate, const BandWithoutBin& band, double gainDb, bool asSentence = false);
 
 // One line per band a --set names explicitly ("band1.gainDb=10") that has no
 // bin at `sampleRate`; `preset` holds the values after the settings.

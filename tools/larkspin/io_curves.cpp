@@ -87,8 +87,7 @@ std::string renderIoCurves(const vora_preset& preset, const std::string& presetN
   std::string note;
   for (const BandWithoutBin& band : bandsWithoutBin(sampleRate)) {
     missed.insert(band.band);
-    note +=
-        "* Band" + bandWithoutBinNote(sampleRate, band, preset.bands[band.band].channels[0].gainDb).substr(4) + ". ";
+    note += "* " + bandWithoutBinNote(sampleRate, band, preset.bands[band.band].channels[0].gainDb, true) + " ";
   }
 
   // Bands with identical settings draw identical curves: draw each once.

@@ -35,12 +35,12 @@ namespace {
 
 constexpr const char* kProgramVersion = LARKSPIN_PROGRAM_VERSION;
 
-// `preset` names the preset as presetName does: "the default preset" or a file name.
+// `preset`: "the default preset" or "preset NAME", with any settings.
 std::string reportTitle(const std::string& file, const std::string& preset, double intensity) {
   char amount[32];
   std::snprintf(amount, sizeof amount, "%.2f", intensity);
-  return "Average spectrum of " + std::filesystem::path(file).filename().string() + ", " +
-         (preset.rfind("the default preset", 0) == 0 ? preset : "preset " + preset) + ", intensity " + amount;
+  return "Average spectrum of " + std::filesystem::path(file).filename().string() + ", " + preset + ", intensity " +
+         amount;
 }
 
 void printNotes(const std::vector<std::string>& notes) {
@@ -83,7 +83,8 @@ std::vector<FileJob> makeJobs(const ProcessArguments& args) {
       throw UsageError("--gains needs an input file, not standard input");
     }
     FileJob job{args.files[0], args.files[1], args.format, args.report};
-    job.reportTitle = reportTitle(args.files[0], presetName(args.preset), args.bypass ? 0.0 : args.intensity);
+    job.reportTitle = reportTitle(args.files[0], (args.preset.path.empty() ? "" : "preset ") + presetName(args.preset),
+                                  args.bypass ? 0.0 : args.intensity);
     jobs.push_back(job);
     return jobs;
   }
