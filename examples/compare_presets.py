@@ -20,6 +20,7 @@ import matplotlib
 matplotlib.use("Agg")
 import matplotlib.pyplot as plt  # noqa: E402
 import numpy as np  # noqa: E402
+from matplotlib.ticker import FuncFormatter, LogLocator, NullFormatter  # noqa: E402
 
 import larkspin  # noqa: E402
 
@@ -58,6 +59,26 @@ def presets():
     return {"default": default, "brighter": brighter, "flat, no dynamics": light}
 
 
+# Where presets agree their lines coincide: the first is drawn wide and pale
+# underneath, the others dashed and dotted on top, so each stays visible.
+STYLES = [
+    {"color": "C0", "linewidth": 3.5, "alpha": 0.55, "zorder": 2},
+    {"color": "C1", "linewidth": 1.6, "linestyle": (0, (6, 3)), "zorder": 3},
+    {"color": "C2", "linewidth": 1.6, "linestyle": (0, (1.5, 2)), "zorder": 4},
+]
+
+
+def hertz_axis(axis, rate):
+    """Log frequency axis from 20 Hz to Nyquist, ticked 20, 50, 100, ... 1k, 2k."""
+    axis.set_xscale("log")
+    axis.set_xlim(20, rate / 2)
+    axis.xaxis.set_major_locator(LogLocator(base=10, subs=(1.0, 2.0, 5.0)))
+    axis.xaxis.set_major_formatter(FuncFormatter(lambda hz, _: f"{hz / 1000:g}k" if hz >= 1000 else f"{hz:g}"))
+    axis.xaxis.set_minor_formatter(NullFormatter())
+    axis.set_xlabel("frequency (Hz)")
+    axis.grid(True, which="both", alpha=0.3)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("recording", nargs="?", help="mono or stereo audio file; a test signal when omitted")
@@ -80,26 +101,26 @@ def main():
 
     figure, (top, bottom) = plt.subplots(2, 1, figsize=(9, 7.5), constrained_layout=True)
     frequency, level = long_term_spectrum(x, rate)
-    top.semilogx(frequency[1:], level[1:], color="black", linewidth=1.2, label="input")
+    top.plot(frequency[1:], level[1:], color="black", linewidth=1.0, label="input", zorder=5)
     bands = [band for band in larkspin.band_layout(rate) if band.controlled]
     edges = [max(band.low_hz, 20.0) for band in bands] + [bands[-1].high_hz]
-    for (label, preset), colour in zip(presets().items(), ["C0", "C1", "C2"]):
+    for (label, preset), style in zip(presets().items(), STYLES):
         with larkspin.Processor(rate, x.shape[0], preset=preset) as processor:
             latency = processor.latency
             padded = np.concatenate([x, np.zeros((x.shape[0], latency), np.float32)], axis=1)
             y = processor.process(padded)[:, latency:]
-        top.semilogx(frequency[1:], long_term_spectrum(y, rate)[1][1:], color=colour, linewidth=1.0, label=label)
+        spectrum_style = {**style, "linewidth": style["linewidth"] * 0.7}
+        top.plot(frequency[1:], long_term_spectrum(y, rate)[1][1:], label=label, **spectrum_style)
         gains = preset.gain_db[:, 0]
-        bottom.stairs(gains, edges, color=colour, linewidth=1.5, label=label, baseline=None)
+        bottom.stairs(gains, edges, label=label, baseline=None, **style)
 
-    top.set(xlim=(20, rate / 2), ylim=(level[1:].max() - 45, level[1:].max() + 8))
-    top.set(title=f"Long-term spectra: {name}, {rate} Hz", xlabel="frequency (Hz)", ylabel="level (dB/Hz)")
-    top.grid(True, which="both", alpha=0.3)
+    for axis in (top, bottom):
+        hertz_axis(axis, rate)
+    top.set(ylim=(level[1:].max() - 45, level[1:].max() + 8))
+    top.set(title=f"Long-term spectra: {name}, {rate} Hz", ylabel="level (dB/Hz)")
     top.legend()
-    bottom.set_xscale("log")
-    bottom.set(xlim=(20, rate / 2), title="Fixed band gains (channel 0)", xlabel="frequency (Hz)", ylabel="gain (dB)")
-    bottom.axhline(0.0, color="grey", linewidth=0.8)
-    bottom.grid(True, which="both", alpha=0.3)
+    bottom.set(title="Fixed band gains (channel 0)", ylabel="gain (dB)")
+    bottom.axhline(0.0, color="grey", linewidth=0.8, zorder=1)
     bottom.legend(loc="upper left")
     figure.savefig(arguments.out, dpi=100)
     print(f"wrote {arguments.out}")

@@ -177,6 +177,12 @@ LARKSPIN_API float vora_ap_get_vorafication_intensity(void);
 LARKSPIN_API int vora_ap_get_tech_level(void);
 /* Version text of the processing core; NULL when there is no control. */
 LARKSPIN_API const char* vora_ap_get_lib_version(void);
+/* What this build of the library computes with, for logs and bug reports:
+ * the FFT backend and the instruction set its transform runs on, e.g.
+ * "own FFT, SSE2", "own FFT, NEON", "own FFT, plain C++", "KissFFT, plain C".
+ * (The core's version text above stays as hosts know it, whatever the build.)
+ * Static text, never NULL; needs no control; any thread. */
+LARKSPIN_API const char* vora_ap_get_build_info(void);
 
 #ifdef __cplusplus
 }

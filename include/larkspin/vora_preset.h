@@ -47,8 +47,15 @@ typedef struct vora_preset_channel {
 typedef struct vora_preset_band {
   vora_preset_channel channels[VORA_PRESET_CHANNEL_COUNT];
   float slowThresholdDb;    /* slow gain threshold, dB, -256..0 (steps of 1/128 dB)  */
-  float slowFactor;         /* share of the excess over the threshold taken away, 0..1
-                               (steps of 1/255); 0 = slow path off                   */
+  float slowFactor;         /* feedback factor f of the slow gain, 0..1 (steps of
+                               1/255); 0 = slow path off. The slow gain is
+                               -f * (band level after the fast stage, mean of the
+                               channels, minus slowThresholdDb) when positive,
+                               smoothed and delayed; that level includes the slow
+                               gain itself, so a steady band above the threshold
+                               settles at an output slope of 1 / (1 + f) dB per dB
+                               (r / (1 + f r) above a fast threshold with ratio r):
+                               f = 0.2 gives 0.83, 0.5 gives 0.67, 1 halves it   */
   float slowDelayMs;        /* delay of the slow gain, ms, 0..255 (whole ms)         */
   float slowTimeConstantMs; /* time constant of the slow gain, ms, 0..255 (whole ms) */
 } vora_preset_band;
@@ -101,8 +108,10 @@ LARKSPIN_API float* vora_preset_value(vora_preset* preset, int band, int channel
 
 /* Fills `preset` with the built-in default: +1 dB below 210 Hz, -1 dB from
  * 420 Hz to 1.2 kHz, +4 dB from 1.7 to 4.8 kHz, +3/+2 dB above; 2:1 above
- * -20 dB; slow levelling by a fifth of the excess over -40 dB (20 ms delay,
- * 200 ms time constant). Its values are exactly representable in a payload.
+ * -20 dB; slow levelling with factor 0.2 above -40 dB (a band's settled
+ * output rises 0.83 dB per dB above it, 0.46 above -20 dB with the 2:1; 20 ms
+ * delay, 200 ms time constant). Its values are exactly representable in a
+ * payload.
  * False (nothing written) for a NULL pointer. */
 LARKSPIN_API bool vora_preset_default(vora_preset* preset);
 

@@ -83,7 +83,12 @@ inline float* presetValue(vora_preset& preset, const PresetPortField& where) {
 
 // Port symbol of preset value port `index`, e.g. "b03_gain_db_l" (stereo),
 // "b03_gain_db" (mono), "b03_slow_factor": short enough to type in a
-// command-line host.
+// command-line host. Units and ranges are those of vora_preset.h.
+// bNN_slow_factor is the slow gain's feedback factor f (0..1, 0 = off): the
+// gain is -f times the band's level over bNN_slow_threshold_db after the fast
+// stage, a level that includes the gain itself, so a steady band above the
+// threshold settles at an output slope of 1 / (1 + f) dB per dB (0.2: 0.83,
+// 0.5: 0.67, 1: 0.5), and at r / (1 + f r) above a fast threshold of ratio r.
 inline constexpr const char* kFieldSymbols[VORA_PRESET_FIELD_COUNT] = {
     "gain_db",     "fast_threshold_db", "fast_ratio",           "slow_threshold_db",
     "slow_factor", "slow_delay_ms",     "slow_time_constant_ms"};

@@ -31,7 +31,16 @@ Band.__doc__ = "One analysis band: nominal edges and geometric centre in Hz; Fal
 
 def band_layout(sample_rate):
     """The fourteen analysis bands at `sample_rate` (Hz, 32000 to 192000),
-    as a list of Band(low_hz, centre_hz, high_hz, controlled)."""
+    as a list of Band(low_hz, centre_hz, high_hz, controlled).
+
+    The engine works on FFT bins every sample_rate / N Hz (N = 256 up to
+    50 kHz, 512 up to 100 kHz, 1024 above). At 44.1 and 48 kHz and their
+    multiples (bins every 172.3 or 187.5 Hz) no bin falls inside band 1
+    (210 to 297 Hz): its largest weight is -21.8 or -18.0 dB, so its gain
+    moves the output by a few tenths of a dB at most (+10 dB: under +0.3 dB),
+    its compressor and slow levelling see levels 44 or 36 dB low, and bands 0
+    and 2 shape 210 to 297 Hz instead. At 32 kHz (bins every 125 Hz) every
+    band holds a bin. `larkspin plot --rate RATE` marks such bands."""
     return [Band(*band) for band in _larkspin._band_layout(sample_rate)]
 
 
@@ -67,7 +76,10 @@ class Preset:
     fast_ratio             (13, 2)  0 to 1; slope above the threshold
                                     (1 = no compression, 0.5 = 2:1)
     slow_threshold_db      (13,)    -256 to 0 dB
-    slow_factor            (13,)    0 to 1; share of the excess taken away
+    slow_factor            (13,)    0 to 1; feedback factor f of the slow gain:
+                                    above the slow threshold a steady band
+                                    settles at 1 / (1 + f) dB out per dB in
+                                    (0.2: 0.83, 0.5: 0.67, 1: 0.5; 0 = off)
     slow_delay_ms          (13,)    0 to 255 ms, whole ms
     slow_time_constant_ms  (13,)    0 to 255 ms, whole ms
 
@@ -80,7 +92,13 @@ class Preset:
     fast_threshold_db = _field("fast_threshold_db", True, "Fast compressor threshold, dB, shape (13, 2).")
     fast_ratio = _field("fast_ratio", True, "Output slope above the fast threshold, 0..1, shape (13, 2).")
     slow_threshold_db = _field("slow_threshold_db", False, "Slow gain threshold, dB, shape (13,).")
-    slow_factor = _field("slow_factor", False, "Share of the excess over the slow threshold taken away, shape (13,).")
+    slow_factor = _field(
+        "slow_factor",
+        False,
+        "Slow gain feedback factor f, 0..1, shape (13,): the gain is -f times the band's level over the slow "
+        "threshold after the fast stage, slow gain included, so a steady band above it settles at 1 / (1 + f) "
+        "dB out per dB in (r / (1 + f r) above a fast threshold of ratio r).",
+    )
     slow_delay_ms = _field("slow_delay_ms", False, "Delay of the slow gain, ms, shape (13,).")
     slow_time_constant_ms = _field("slow_time_constant_ms", False, "Time constant of the slow gain, ms, shape (13,).")
 
@@ -102,7 +120,8 @@ class Preset:
     @classmethod
     def default(cls):
         """The built-in default: a gentle presence lift, 2:1 compression
-        above -20 dB and slow levelling by a fifth of the excess over -40 dB."""
+        above -20 dB and slow levelling with factor 0.2 above -40 dB (a
+        steady band then rises 0.83 dB per dB above -40 dB)."""
         return cls()
 
     @classmethod

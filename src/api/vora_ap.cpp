@@ -5,6 +5,7 @@
 
 #include "api/control_registry.h"
 #include "dsp/payload_codec.h"
+#include "dsp/real_fft.h"
 
 #include <algorithm>
 #include <cstring>
@@ -222,6 +223,10 @@ const char* vora_ap_get_lib_version(void) {
     }
   });
   return result;
+}
+
+const char* vora_ap_get_build_info(void) {
+  return vora::RealFft::buildDescription();
 }
 
 } // extern "C"

@@ -34,6 +34,10 @@ public:
 
   // Name of the backend compiled in ("own", "kissfft" or "fftw").
   static const char* backendName();
+  // The backend and the instruction set its transform runs on, for people:
+  // "own FFT, SSE2", "own FFT, NEON", "own FFT, plain C++", "KissFFT, plain C",
+  // "FFTW3, vectors chosen at run time".
+  static const char* buildDescription();
 
 private:
   struct Backend;

@@ -31,6 +31,10 @@ const char* RealFft::backendName() {
   return "fftw";
 }
 
+const char* RealFft::buildDescription() {
+  return "FFTW3, vectors chosen at run time";
+}
+
 bool RealFft::setup(uint32_t size) {
   if (size < 4 || size > kMaxSize || (size & (size - 1)) != 0) {
     return false;

@@ -24,6 +24,10 @@ const char* RealFft::backendName() {
   return "kissfft";
 }
 
+const char* RealFft::buildDescription() {
+  return "KissFFT, plain C";
+}
+
 bool RealFft::setup(uint32_t size) {
   if (size < 4 || size > kMaxSize || (size & (size - 1)) != 0) {
     return false;

@@ -17,6 +17,16 @@ const char* RealFft::backendName() {
   return "own";
 }
 
+const char* RealFft::buildDescription() {
+#if LARKSPIN_VEC4_SSE2
+  return "own FFT, SSE2";
+#elif LARKSPIN_VEC4_NEON
+  return "own FFT, NEON";
+#else
+  return "own FFT, plain C++";
+#endif
+}
+
 bool RealFft::setup(uint32_t size) {
   if (backend_ && size_ == size) {
     return true;

@@ -4,6 +4,7 @@
 #include <larkspin/vora_ap.h>
 #include <larkspin/vora_preset.h>
 
+#include "dsp/real_fft.h"
 #include "support/capture_stdout.h"
 #include "support/test_payloads.h"
 
@@ -25,6 +26,14 @@ TEST(CInterfaceTest, NullHandlesAndAnEmptyRegistryGetNeutralAnswers) {
   EXPECT_EQ(std::memcmp(&info, &zero, sizeof info), 0);
   vora_ap_log_debug_info(nullptr);
   EXPECT_STREQ(vora_ap_get_wrapper_version(), "3.4.0");
+  // The build says which FFT and instruction set it runs, without a control.
+  if (std::string(vora::RealFft::backendName()) == "own") {
+#if defined(__x86_64__)
+    EXPECT_STREQ(vora_ap_get_build_info(), "own FFT, SSE2");
+#elif defined(__ARM_NEON)
+    EXPECT_STREQ(vora_ap_get_build_info(), "own FFT, NEON");
+#endif
+  }
   EXPECT_EQ(vora_ap_create(8000.0f, 256, 1), nullptr);
 
   auto payload = larkspin_test::flatPayload();

@@ -1,5 +1,6 @@
 #include "larkspin/band_chart.h"
 
+#include "larkspin/band_reach.h"
 #include "larkspin/svg_chart.h"
 #include "larkspin/tool_error.h"
 
@@ -21,7 +22,7 @@ int layoutOrThrow(int sampleRate, vora_band_info* bands) {
 
 std::string hzText(double hz) {
   char text[32];
-  std::snprintf(text, sizeof text, hz >= 1000.0 ? "%.1f kHz" : "%.0f Hz", hz >= 1000.0 ? hz / 1000.0 : hz);
+  std::snprintf(text, sizeof text, hz >= 1000.0 ? "%.3g kHz" : "%.4g Hz", hz >= 1000.0 ? hz / 1000.0 : hz);
   return text;
 }
 
@@ -52,6 +53,13 @@ std::string renderBandChart(int sampleRate, const vora_preset& preset, const std
   const double nyquistHz = sampleRate / 2.0;
   const double leftHz = lowestHz / 1.6; // room for band 0's label
   const ChartSpan uncontrolled{bands[VORA_BAND_COUNT - 1].lowHz, nyquistHz, "band 13: no controls"};
+  // Bands the FFT has no bin in, shaded where their gains are drawn.
+  std::vector<ChartSpan> missed;
+  for (const BandWithoutBin& band : bandsWithoutBin(sampleRate)) {
+    char text[96];
+    std::snprintf(text, sizeof text, "band %d: no FFT bin, %.1f dB at most", band.band, band.peakWeightDb);
+    missed.push_back({band.lowHz, band.highHz, text, true});
+  }
 
   // The band responses as the engine applies them, at the FFT's bins.
   ChartPanel responses;
@@ -73,6 +81,7 @@ std::string renderBandChart(int sampleRate, const vora_preset& preset, const std
                                         std::to_string(band), bandColour(band)});
   }
   responses.options.spans.push_back(uncontrolled);
+  responses.options.spans.insert(responses.options.spans.end(), missed.begin(), missed.end());
 
   // What the bands add up to when every gain is 0 dB: not exactly flat.
   const CombinedResponse combined = combinedResponse(sampleRate);
@@ -114,6 +123,12 @@ std::string renderBandChart(int sampleRate, const vora_preset& preset, const std
   gains.options.yMin = -gains.options.yMax;
   gains.options.height = 360.0;
   gains.options.spans.push_back(uncontrolled);
+  gains.options.spans.insert(gains.options.spans.end(), missed.begin(), missed.end());
+  for (const BandWithoutBin& band : bandsWithoutBin(sampleRate)) {
+    gains.options.note += (gains.options.note.empty() ? "" : " ") +
+                          bandWithoutBinNote(sampleRate, band, preset.bands[band.band].channels[0].gainDb, true);
+    gains.options.height += 42.0;
+  }
   for (int band = 0; band < VORA_PRESET_BAND_COUNT; ++band) {
     gains.options.labels.push_back({std::clamp(bands[band].centreHz, leftHz * 1.15, nyquistHz),
                                     gains.options.yMin * 0.85, std::to_string(band), bandColour(band)});

@@ -2,6 +2,8 @@
 
 #include "larkspin/svg_chart.h"
 
+#include <larkspin/vora_preset.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -39,8 +41,8 @@ void GainRecorder::record(vora_ap_control* control, long framesFed) {
   if (!vora_ap_get_band_readout(control, levels.data(), gains.data())) {
     return;
   }
-  for (float db : gains) {
-    largestDb_ = std::max(largestDb_, std::fabs(static_cast<double>(db)));
+  for (size_t i = 0; i < gains.size(); ++i) {
+    largestDb_[i / 2] = std::max(largestDb_[i / 2], std::fabs(static_cast<double>(gains[i])));
   }
   // A block starts a new entry or takes the place of the previous one in its run.
   if (blocksInEntry_ == 0) {
@@ -86,7 +88,7 @@ void GainRecorder::addInput(const float* interleaved, long frames, int channels)
   }
 }
 
-std::string GainRecorder::render(const std::string& title, int sampleRate, int channels) const {
+std::string GainRecorder::render(const std::string& title, int sampleRate, int channels, int contentRate) const {
   const double rate = sampleRate;
   const double seconds = std::max(static_cast<double>(inputFrames_) / rate, 1e-3);
   const size_t columns = std::max<size_t>(1, std::min(kMaxColumns, gains_.size()));
@@ -106,7 +108,9 @@ std::string GainRecorder::render(const std::string& title, int sampleRate, int c
     level.points.emplace_back(static_cast<double>(start + step / 2) / rate, std::max(db, -120.0));
   }
   ChartOptions levelOptions;
-  levelOptions.title = "Input level (RMS over " + number(1000.0 * static_cast<double>(step) / rate) + " ms)";
+  char window[32];
+  std::snprintf(window, sizeof window, "%.2g", 1000.0 * static_cast<double>(step) / rate);
+  levelOptions.title = "Input level (RMS over " + std::string(window) + " ms)";
   levelOptions.xLabel = "time (s)";
   levelOptions.yLabel = "level (dBFS)";
   levelOptions.xMin = 0.0;
@@ -115,21 +119,36 @@ std::string GainRecorder::render(const std::string& title, int sampleRate, int c
   levelOptions.yMax = 0.0;
   levelOptions.height = 240.0;
 
-  // Colour range: symmetric, whole dB, at least 3 dB.
-  const double rangeDb = std::max(3.0, std::ceil(largestDb_));
+  // Bands that start above the content's Nyquist frequency hold nothing
+  // but the converter's residue; their gains would only mislead.
+  vora_band_info bands[VORA_BAND_COUNT];
+  const bool layout = vora_preset_band_layout(static_cast<float>(sampleRate), bands) > 0;
+  const double contentTopHz = contentRate > 0 ? contentRate / 2.0 : rate / 2.0;
+  int firstEmpty = VORA_AP_BAND_COUNT;
+  while (layout && firstEmpty > 0 && bands[firstEmpty - 1].lowHz >= contentTopHz) {
+    --firstEmpty;
+  }
 
-  constexpr double kTitleHeight = 40.0, kMapTop = 40.0, kRowHeight = 16.0, kMapBottom = 50.0;
+  // Colour range: symmetric, an even number of dB (so the bar's half-way
+  // labels are whole), at least 4 dB.
+  double rangeDb = 4.0;
+  for (int band = 0; band < firstEmpty; ++band) {
+    rangeDb = std::max(rangeDb, 2.0 * std::ceil(largestDb_[static_cast<size_t>(band)] / 2.0));
+  }
+
+  constexpr double kMapTop = 40.0, kRowHeight = 16.0, kMapBottom = 50.0;
+  double titleHeight = 40.0;
+  const std::string heading = titleSvg(title, 28.0, 18.0, &titleHeight);
   const double plotLeft = kChartLeft, plotWidth = kChartWidth - kChartLeft - kChartRight;
   const double mapHeight = kMapTop + VORA_AP_BAND_COUNT * kRowHeight + kMapBottom;
-  const double height = kTitleHeight + levelOptions.height + channels * mapHeight;
+  const double height = titleHeight + levelOptions.height + channels * mapHeight;
   std::string svg = openSvg(height);
-  svg += "<text x=\"" + number(kChartWidth / 2) +
-         "\" y=\"28\" text-anchor=\"middle\" font-size=\"18\" font-weight=\"bold\">" + escapeXml(title) + "</text>\n";
-  appendChart(svg, levelOptions, {level}, kTitleHeight, "level");
+  svg += heading;
+  appendChart(svg, levelOptions, {level}, titleHeight, "level");
 
   const double cellWidth = plotWidth / static_cast<double>(columns);
   for (int ch = 0; ch < channels; ++ch) {
-    const double top = kTitleHeight + levelOptions.height + ch * mapHeight + kMapTop;
+    const double top = titleHeight + levelOptions.height + ch * mapHeight + kMapTop;
     svg += "<text x=\"" + number(kChartWidth / 2) + "\" y=\"" + number(top - 12) +
            "\" text-anchor=\"middle\" font-size=\"16\" font-weight=\"bold\">Band gains" +
            (channels > 1 ? ", channel " + std::to_string(ch) : std::string()) + " (dB)</text>\n";
@@ -138,7 +157,7 @@ std::string GainRecorder::render(const std::string& title, int sampleRate, int c
     const auto sample = [&](size_t column) {
       return std::min(gains_.size() - 1, (column + 1) * gains_.size() / columns - 1); // last block in the column
     };
-    for (int band = 0; band < VORA_AP_BAND_COUNT && !gains_.empty(); ++band) {
+    for (int band = 0; band < firstEmpty && !gains_.empty(); ++band) {
       const double y = top + (VORA_AP_BAND_COUNT - 1 - band) * kRowHeight;
       for (size_t column = 0; column < columns;) {
         const size_t index = sample(column);
@@ -156,6 +175,14 @@ std::string GainRecorder::render(const std::string& title, int sampleRate, int c
         column = end;
       }
     }
+    if (firstEmpty < VORA_AP_BAND_COUNT) {
+      const double emptyHeight = (VORA_AP_BAND_COUNT - firstEmpty) * kRowHeight;
+      svg += "<rect x=\"" + number(plotLeft) + "\" y=\"" + number(top) + "\" width=\"" + number(plotWidth) +
+             "\" height=\"" + number(emptyHeight) + "\" fill=\"#eeeeee\" data-empty-from-band=\"" +
+             std::to_string(firstEmpty) + "\"/>\n<text x=\"" + number(plotLeft + plotWidth / 2) + "\" y=\"" +
+             number(top + emptyHeight / 2 + 4) + "\" text-anchor=\"middle\" font-size=\"11\" fill=\"#555555\">" +
+             "empty: above the input's Nyquist frequency (" + number(contentTopHz / 1000.0) + " kHz)</text>\n";
+    }
     for (int band = 0; band < VORA_AP_BAND_COUNT; ++band) {
       const double y = top + (VORA_AP_BAND_COUNT - 1 - band) * kRowHeight + kRowHeight * 0.75;
       svg += "<text x=\"" + number(plotLeft - 6) + "\" y=\"" + number(y) + "\" text-anchor=\"end\" font-size=\"11\">" +
@@ -165,9 +192,9 @@ std::string GainRecorder::render(const std::string& title, int sampleRate, int c
     const double bottom = top + VORA_AP_BAND_COUNT * kRowHeight;
     svg += "<rect x=\"" + number(plotLeft) + "\" y=\"" + number(top) + "\" width=\"" + number(plotWidth) +
            "\" height=\"" + number(bottom - top) + "\" fill=\"none\" stroke=\"#333333\"/>\n";
-    for (int tick = 0; tick <= 10; ++tick) {
-      svg += "<text x=\"" + number(plotLeft + plotWidth * tick / 10.0) + "\" y=\"" + number(bottom + 16) +
-             "\" text-anchor=\"middle\" font-size=\"11\">" + number(seconds * tick / 10.0) + "</text>\n";
+    for (double tick : niceTicks(0.0, seconds, 10)) {
+      svg += "<text x=\"" + number(plotLeft + plotWidth * tick / seconds) + "\" y=\"" + number(bottom + 16) +
+             "\" text-anchor=\"middle\" font-size=\"11\">" + formatTick(tick) + "</text>\n";
     }
     svg += "<text x=\"" + number(plotLeft + plotWidth / 2) + "\" y=\"" + number(bottom + 36) +
            "\" text-anchor=\"middle\">time (s)</text>\n";

@@ -21,8 +21,10 @@ public:
   void addInput(const float* interleaved, long frames, int channels);
 
   // SVG text. Each column is dated by the input frames fed so far, the end
-  // of the last analysed frame.
-  std::string render(const std::string& title, int sampleRate, int channels) const;
+  // of the last analysed frame. `contentRate`, when given, is the rate the
+  // input had before it was converted up: bands above its Nyquist frequency
+  // hold nothing and are drawn as empty.
+  std::string render(const std::string& title, int sampleRate, int channels, int contentRate = 0) const;
 
 private:
   // Only what the picture can show is kept, so that memory does not grow
@@ -33,7 +35,7 @@ private:
   std::vector<Gains> gains_;
   long stride_ = 1;
   long blocksInEntry_ = 0;
-  double largestDb_ = 0.0;    // largest gain or cut of any block
+  std::array<double, VORA_AP_BAND_COUNT> largestDb_{}; // largest gain or cut of any block, per band
   std::vector<double> power_; // sum of squares over each stretch, all channels
   long stretchFrames_ = 1;
   long inputFrames_ = 0;

@@ -20,8 +20,10 @@ struct SteadyBand {
 //   slow = -factor * max(mean(Lout(input + slow)) - slowThreshold, 0).
 SteadyBand steadyBand(const vora_preset_band& band, double inputDb);
 
-// SVG text: one curve per band and channel (channel 1 only where it
-// differs), with the unity line for reference.
-std::string renderIoCurves(const vora_preset& preset, const std::string& presetName);
+// SVG text: the settled output level and the net gain against the input
+// level, one curve per set of bands with identical settings (channel 1
+// apart only where it differs), named at the line ends; bands without an
+// FFT bin at `sampleRate` are starred and explained underneath.
+std::string renderIoCurves(const vora_preset& preset, const std::string& presetName, int sampleRate);
 
 } // namespace larkspin_tool

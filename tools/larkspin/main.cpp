@@ -2,6 +2,7 @@
 // as JSON, and draw the bands, gains and spectra.
 #include "larkspin/audio_file.h"
 #include "larkspin/band_chart.h"
+#include "larkspin/band_reach.h"
 #include "larkspin/batch.h"
 #include "larkspin/command_line.h"
 #include "larkspin/demo_signal.h"
@@ -25,6 +26,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <set>
 #include <thread>
 #include <unistd.h>
 
@@ -33,11 +35,18 @@ namespace {
 
 constexpr const char* kProgramVersion = LARKSPIN_PROGRAM_VERSION;
 
+// `preset`: "the default preset" or "preset NAME", with any settings.
 std::string reportTitle(const std::string& file, const std::string& preset, double intensity) {
   char amount[32];
   std::snprintf(amount, sizeof amount, "%.2f", intensity);
-  return "Average spectrum of " + std::filesystem::path(file).filename().string() + ", preset " + preset +
-         ", intensity " + amount;
+  return "Average spectrum of " + std::filesystem::path(file).filename().string() + ", " + preset + ", intensity " +
+         amount;
+}
+
+void printNotes(const std::vector<std::string>& notes) {
+  for (const std::string& note : notes) {
+    std::fprintf(stderr, "larkspin: note: %s\n", note.c_str());
+  }
 }
 
 std::string presetName(const PresetChoice& choice) {
@@ -79,7 +88,8 @@ std::vector<FileJob> makeJobs(const ProcessArguments& args) {
     }
     refuseOverwriting({args.files[0], args.preset.path}, {args.files[1], args.report, args.gains});
     FileJob job{args.files[0], args.files[1], args.format, args.report};
-    job.reportTitle = reportTitle(args.files[0], presetName(args.preset), args.bypass ? 0.0 : args.intensity);
+    job.reportTitle = reportTitle(args.files[0], (args.preset.path.empty() ? "" : "preset ") + presetName(args.preset),
+                                  args.bypass ? 0.0 : args.intensity);
     jobs.push_back(job);
     return jobs;
   }
@@ -127,6 +137,23 @@ int rateNeedingResampling(const std::string& path) {
   }
 }
 
+// The rate the library runs at for each input that can be told before
+// reading it (not standard input), for the notes on bands the FFT misses.
+std::set<int> processingRates(const std::vector<FileJob>& jobs, bool resample) {
+  std::set<int> rates;
+  for (const FileJob& job : jobs) {
+    try {
+      const int rate = job.input == "-" ? 0 : AudioReader(job.input).sampleRate();
+      if (rate > 0) {
+        rates.insert(rate < 32000 && resample ? supportedRateFor(rate) : rate);
+      }
+    } catch (const ToolError&) {
+      // reported when the file is processed
+    }
+  }
+  return rates;
+}
+
 // A file below 32 kHz: read whole, converted up to a rate the library takes,
 // streamed through it from a temporary file and converted back to the input's
 // rate and exact length.
@@ -148,6 +175,7 @@ FileResult processResampled(const FileJob& job, const ProcessOptions& options, b
   inner.input = (scratch / "in.wav").string();
   inner.output = (scratch / "out.wav").string();
   inner.formatName = "";
+  inner.contentRate = input.sampleRate;
   writeAudioFile(inner.input, working);
   FileResult result = processFiles({inner}, options, 1, showProgress)[0];
   result.job = job;
@@ -172,6 +200,9 @@ int runProcess(const ProcessArguments& args) {
   const larkspin_json::Preset preset = resolvePreset(args.preset);
   if (!args.quiet) {
     reportRounding(preset);
+    for (int rate : processingRates(jobs, args.resample)) {
+      printNotes(settingNotes(args.preset.settings, preset.values, rate));
+    }
   }
   options.payload = preset.payload;
   options.intensity = args.intensity;
@@ -211,7 +242,7 @@ int runProcess(const ProcessArguments& args) {
     const int rate = lowRate > 0 ? supportedRateFor(lowRate) : results[0].sampleRate;
     const std::string title = "Band gains over time: " + std::filesystem::path(jobs[0].input).filename().string() +
                               ", " + presetName(args.preset);
-    writeTextFile(args.gains, recorder.render(title, rate, results[0].channels));
+    writeTextFile(args.gains, recorder.render(title, rate, results[0].channels, lowRate));
   }
   std::FILE* out = toStdout ? stderr : stdout;
   if (args.json) {
@@ -239,7 +270,9 @@ int runPresetDecode(const std::string& path) {
 
 int runPresetEncode(const std::string& jsonPath, const std::string& outPath) {
   refuseOverwriting({jsonPath}, {outPath});
-  const Payload payload = loadPreset(jsonPath).payload;
+  const larkspin_json::Preset preset = loadPreset(jsonPath);
+  printNotes(presetNotes(preset.values));
+  const Payload& payload = preset.payload;
   writeTextFile(outPath, std::string_view(reinterpret_cast<const char*>(payload.data()), payload.size()));
   return 0;
 }
@@ -250,9 +283,8 @@ int runPresetDefault(const std::vector<std::string>& settings) {
     applySetting(preset, setting);
   }
   const larkspin_json::Preset encoded = larkspin_json::encode(preset);
-  for (const std::string& note : encoded.roundingNotes) {
-    std::fprintf(stderr, "larkspin: note: %s\n", note.c_str());
-  }
+  printNotes(encoded.roundingNotes);
+  printNotes(presetNotes(preset));
   std::cout << larkspin_json::toJsonText(preset);
   return 0;
 }
@@ -264,7 +296,8 @@ int runPlot(int sampleRate, const PresetChoice& choice, bool curves, const std::
   reportRounding(preset);
   vora_preset stored;
   vora_preset_decode(preset.payload.data(), &stored);
-  writeTextFile(outPath, curves ? renderIoCurves(stored, presetName(choice))
+  printNotes(settingNotes(choice.settings, stored, sampleRate));
+  writeTextFile(outPath, curves ? renderIoCurves(stored, presetName(choice), sampleRate)
                                 : renderBandChart(sampleRate, stored, presetName(choice)));
   return 0;
 }
@@ -286,15 +319,15 @@ int runDemo(const std::string& directory) {
     recorder.addInput(interleaved, frames, channels);
   };
   FileJob job{inputPath, (dir / "output.wav").string(), "", (dir / "report.svg").string()};
-  job.reportTitle = reportTitle("input.wav", "default", 1.0);
+  job.reportTitle = reportTitle("input.wav", "the default preset", 1.0);
   const FileResult result = processFiles({job}, options, 1, false)[0];
   if (!result.ok) {
     throw ToolError(result.error);
   }
   writeTextFile((dir / "bands.svg").string(), renderBandChart(48000, defaultPreset(), "the default preset"));
-  writeTextFile((dir / "curves.svg").string(), renderIoCurves(defaultPreset(), "the default preset"));
+  writeTextFile((dir / "curves.svg").string(), renderIoCurves(defaultPreset(), "the default preset", 48000));
   writeTextFile((dir / "gains.svg").string(),
-                recorder.render("Band gains over time: input.wav, default preset", 48000, input.channelCount()));
+                recorder.render("Band gains over time: input.wav, the default preset", 48000, input.channelCount()));
   std::printf("demo: default preset (%s) at intensity 1.0\n", kDefaultPresetDescription);
   std::printf("wrote %s/{input.wav, output.wav, report.svg, bands.svg, curves.svg, gains.svg}\n", directory.c_str());
   printFileSummary(stdout, result, false);
@@ -311,7 +344,7 @@ std::string versionText() {
     vora_ap_destroy_control(control);
   }
   return std::string("larkspin ") + kProgramVersion + " (C interface " + vora_ap_get_wrapper_version() +
-         ", processing core " + core + ")";
+         ", processing core " + core + "; this build: " + vora_ap_get_build_info() + ")";
 }
 
 } // namespace

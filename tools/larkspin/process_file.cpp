@@ -64,7 +64,8 @@ void run(const FileJob& job, vora_ap_control* control, const ProcessOptions& opt
   processor.finish(sink);
   writer.close();
   if (inSpectrum) {
-    writeSpectrumReport(job.report, job.reportTitle, inSpectrum->spectrum(), outSpectrum->spectrum(), rate);
+    writeSpectrumReport(job.report, job.reportTitle, inSpectrum->spectrum(), outSpectrum->spectrum(), rate,
+                        job.contentRate);
   }
   writer.commit();
   if (result.frames < reader.promisedFrames()) {
@@ -107,8 +108,9 @@ AudioLength audioFileLength(const std::string& path) {
 }
 
 void writeSpectrumReport(const std::string& path, const std::string& title, const Spectrum& before,
-                         const Spectrum& after, int sampleRate) {
+                         const Spectrum& after, int sampleRate, int contentRate) {
   constexpr double kSilentDb = -250.0;
+  const double topHz = (contentRate > 0 ? std::min(contentRate, sampleRate) : sampleRate) / 2.0;
   std::vector<ChartSeries> series;
   double top = -200.0;
   bool anySound = false;
@@ -121,7 +123,7 @@ void writeSpectrumReport(const std::string& path, const std::string& title, cons
     } else {
       anySound = true;
       top = std::max(top, loudest);
-      for (size_t k = 0; k < spectrum->frequencyHz.size(); ++k) {
+      for (size_t k = 0; k < spectrum->frequencyHz.size() && spectrum->frequencyHz[k] <= topHz; ++k) {
         s.points.emplace_back(spectrum->frequencyHz[k], spectrum->levelDb[k]);
       }
     }
@@ -133,7 +135,7 @@ void writeSpectrumReport(const std::string& path, const std::string& title, cons
   options.yLabel = "level (dB re full-scale sine)";
   options.logX = true;
   options.xMin = 20.0;
-  options.xMax = sampleRate / 2.0;
+  options.xMax = topHz;
   options.yMax = anySound ? std::ceil(top / 10.0) * 10.0 + 5.0 : 0.0;
   options.yMin = options.yMax - 100.0;
   if (!anySound) {

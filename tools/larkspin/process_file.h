@@ -17,6 +17,7 @@ struct FileJob {
   std::string formatName; // empty: from the output's extension
   std::string report;     // optional SVG of the average spectra
   std::string reportTitle = "Long-term average spectrum";
+  int contentRate = 0; // the input's own rate when it was converted up: the report stops at its Nyquist frequency
 };
 
 struct FileResult {
@@ -47,8 +48,10 @@ struct AudioLength {
 AudioLength audioFileLength(const std::string& path);
 
 // A silent signal is named as such instead of drawn as a line at the bottom
-// of the dB range.
+// of the dB range. The frequency axis ends at the Nyquist frequency of
+// `contentRate` when that is given (a file converted up holds nothing above
+// its own), else of `sampleRate`.
 void writeSpectrumReport(const std::string& path, const std::string& title, const Spectrum& before,
-                         const Spectrum& after, int sampleRate);
+                         const Spectrum& after, int sampleRate, int contentRate = 0);
 
 } // namespace larkspin_tool

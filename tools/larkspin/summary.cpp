@@ -1,5 +1,7 @@
 #include "larkspin/summary.h"
 
+#include <larkspin/vora_ap.h>
+
 #include <nlohmann/json.hpp>
 
 #include <cmath>
@@ -41,6 +43,7 @@ void printFileSummary(std::FILE* out, const FileResult& r, bool aligned) {
     std::fprintf(out, "real time:     %.0fx (%.3f s of processing)\n", seconds / r.processingSeconds,
                  r.processingSeconds);
   }
+  std::fprintf(out, "library:       %s\n", vora_ap_get_build_info());
 }
 
 void printBatchSummary(std::FILE* out, const std::vector<FileResult>& results) {
@@ -84,7 +87,7 @@ void printJsonSummary(std::FILE* out, const std::vector<FileResult>& results, bo
     }
     files.push_back(file);
   }
-  std::fprintf(out, "%s\n", nlohmann::json{{"files", files}}.dump(2).c_str());
+  std::fprintf(out, "%s\n", nlohmann::json{{"files", files}, {"library", vora_ap_get_build_info()}}.dump(2).c_str());
 }
 
 } // namespace larkspin_tool

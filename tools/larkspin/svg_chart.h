@@ -22,10 +22,12 @@ struct ChartLabel {
   std::string colour = "#333333";
 };
 
-// A shaded stretch of the x axis with a note at its top.
+// A shaded stretch of the x axis with a note at its top, or written upwards
+// inside it when `vertical` (for a stretch too narrow for a line of text).
 struct ChartSpan {
   double xFrom, xTo;
   std::string text;
+  bool vertical = false;
 };
 
 struct ChartOptions {
@@ -38,6 +40,10 @@ struct ChartOptions {
   double height = 540.0; // of the whole chart, pixels
   std::vector<ChartLabel> labels;
   std::vector<ChartSpan> spans;
+  // Each series named at its line's right end (spread apart so that close
+  // lines keep readable names) instead of in a legend.
+  bool endLabels = false;
+  std::string note; // small print under the axis label, wrapped to the chart's width
 };
 
 struct ChartPanel {
@@ -64,6 +70,25 @@ std::string escapeXml(const std::string& text);
 // Several charts stacked top to bottom in one picture, each with its own
 // axes, units and legend.
 std::string renderPanels(const std::string& title, const std::vector<ChartPanel>& panels);
+
+// About `count` round tick values (1, 2 or 5 times a power of ten apart)
+// from `low` to `high`, both included when they fall on a step.
+std::vector<double> niceTicks(double low, double high, int count);
+// A tick value as printed: "0.5", "-12", "2k", "1.5k".
+std::string formatTick(double value);
+
+// Estimated width in pixels of `text` in the charts' sans-serif font, on
+// the wide side so that what is measured to fit does fit.
+double textWidth(const std::string& text, double fontSize, bool bold);
+// `text` broken at spaces into at most `maxLines` lines no wider than
+// `width`; the last line is cut with an ellipsis when the words do not fit.
+std::vector<std::string> fitText(const std::string& text, double fontSize, bool bold, double width, int maxLines);
+
+// A centred bold title across the picture, on one line at `fontSize` or, when
+// that does not fit, on two lines two points smaller. `baseline` is the first
+// line's; the second follows `fontSize` + 2 pixels lower. Adds the extra
+// height a second line takes to `*extraHeight` when that is not null.
+std::string titleSvg(const std::string& title, double baseline, double fontSize, double* extraHeight);
 
 // Level lines that stay apart: seven colours, solid then dashed.
 std::string bandColour(int band);
