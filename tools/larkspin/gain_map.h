@@ -36,7 +36,7 @@ private:
   long stride_ = 1;
   long blocksInEntry_ = 0;
   std::array<double, VORA_AP_BAND_COUNT> largestDb_{}; // largest gain or cut of any block, per band
-  std::vector<double> power_; // sum of squares over each stretch, all channels
+  std::vector<double> power_;                          // sum of squares over each stretch, all channels
   long stretchFrames_ = 1;
   long inputFrames_ = 0;
 };
