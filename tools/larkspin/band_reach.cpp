@@ -92,12 +92,15 @@ std::string bandWithoutBinNote(int sampleRate, const BandWithoutBin& band, doubl
           ? "its gain of " + format("%+.3g dB", gainDb) + " moves the output by " +
                 format("%.2g dB", std::fabs(effectDb)) + " at most"
           : "a gain of +10 dB on it would move the output by " + format("%.2g dB", effectDb) + " at most";
-  return (asSentence ? "B" + head(band).substr(1) : head(band)) + " at " + std::to_string(sampleRate) +
-         " Hz (bins every " + format("%.4g", static_cast<double>(sampleRate) / std::max(fftSize, 1)) +
-         " Hz; its largest weight is " + format("%.1f dB", band.peakWeightDb) + "): " + gain +
-         ", and its compressor and slow levelling see levels " + format("%.0f dB", -2.0 * band.peakWeightDb) +
-         " low; " + neighbours(band.band) + " shape " + range(band.lowHz, band.highHz) + " there" +
-         (asSentence ? "." : "");
+  std::string subject = head(band);
+  if (asSentence) {
+    subject[0] = 'B';
+  }
+  return subject + " at " + std::to_string(sampleRate) + " Hz (bins every " +
+         format("%.4g", static_cast<double>(sampleRate) / std::max(fftSize, 1)) + " Hz; its largest weight is " +
+         format("%.1f dB", band.peakWeightDb) + "): " + gain + ", and its compressor and slow levelling see levels " +
+         format("%.0f dB", -2.0 * band.peakWeightDb) + " low; " + neighbours(band.band) + " shape " +
+         range(band.lowHz, band.highHz) + " there" + (asSentence ? "." : "");
 }
 
 std::vector<std::string> settingNotes(const std::vector<std::string>& settings, const vora_preset& preset,
