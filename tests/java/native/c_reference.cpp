@@ -1,0 +1,41 @@
+// The C interface called exactly as a C host calls it, for the Java tests to
+// compare with and the cost measurement to time.
+#include <larkspin/vora_ap.h>
+
+#include <jni.h>
+
+#include <chrono>
+#include <vector>
+
+extern "C" JNIEXPORT jlong JNICALL Java_org_larkspin_CReference_process(JNIEnv* env, jclass, jfloat sampleRate,
+                                                                        jint block, jbyteArray payload,
+                                                                        jfloat intensity, jobjectArray audio) {
+  const int channels = env->GetArrayLength(audio);
+  std::vector<jfloatArray> arrays;
+  std::vector<std::vector<float>> samples;
+  for (int c = 0; c < channels; ++c) {
+    arrays.push_back(static_cast<jfloatArray>(env->GetObjectArrayElement(audio, c)));
+    samples.emplace_back(static_cast<std::size_t>(env->GetArrayLength(arrays.back())));
+    env->GetFloatArrayRegion(arrays.back(), 0, static_cast<jsize>(samples.back().size()), samples.back().data());
+  }
+  unsigned char bytes[VORA_AP_PRESET_PAYLOAD_SIZE];
+  env->GetByteArrayRegion(payload, 0, VORA_AP_PRESET_PAYLOAD_SIZE, reinterpret_cast<jbyte*>(bytes));
+
+  vora_ap_control* control = vora_ap_create_control(sampleRate, block, channels == 2 ? 1 : 0);
+  vora_ap_apply_preset_payload(bytes);
+  vora_ap_set_vorafication_intensity(intensity);
+  const int frames = static_cast<int>(samples[0].size());
+  const auto start = std::chrono::steady_clock::now();
+  for (int first = 0; first < frames; first += block) {
+    float* at[2] = {samples[0].data() + first, channels == 2 ? samples[1].data() + first : nullptr};
+    vora_ap_process(control, at, frames - first < block ? frames - first : block);
+  }
+  const auto elapsed = std::chrono::steady_clock::now() - start;
+  vora_ap_destroy_control(control);
+
+  for (int c = 0; c < channels; ++c) {
+    env->SetFloatArrayRegion(arrays[static_cast<std::size_t>(c)], 0, frames,
+                             samples[static_cast<std::size_t>(c)].data());
+  }
+  return static_cast<jlong>(std::chrono::duration_cast<std::chrono::nanoseconds>(elapsed).count());
+}
