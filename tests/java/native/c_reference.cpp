@@ -7,6 +7,12 @@
 #include <chrono>
 #include <vector>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/allocator_interface.h>
+#else
+#include <malloc.h>
+#endif
+
 extern "C" JNIEXPORT jlong JNICALL Java_org_larkspin_CReference_process(JNIEnv* env, jclass, jfloat sampleRate,
                                                                         jint block, jbyteArray payload,
                                                                         jfloat intensity, jobjectArray audio) {
@@ -38,4 +44,14 @@ extern "C" JNIEXPORT jlong JNICALL Java_org_larkspin_CReference_process(JNIEnv* 
                              samples[static_cast<std::size_t>(c)].data());
   }
   return static_cast<jlong>(std::chrono::duration_cast<std::chrono::nanoseconds>(elapsed).count());
+}
+
+// Bytes of native heap in use (the sanitizer's count where it replaces malloc).
+extern "C" JNIEXPORT jlong JNICALL Java_org_larkspin_CReference_heapBytes(JNIEnv*, jclass) {
+#if defined(__SANITIZE_ADDRESS__)
+  return static_cast<jlong>(__sanitizer_get_current_allocated_bytes());
+#else
+  const struct mallinfo2 info = mallinfo2();
+  return static_cast<jlong>(info.uordblks + info.hblkhd);
+#endif
 }

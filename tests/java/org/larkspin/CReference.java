@@ -13,4 +13,7 @@ final class CReference {
    * with the payload and intensity given; returns the nanoseconds spent in its process calls.
    */
   static native long process(float sampleRateHz, int block, byte[] payload, float intensity, float[][] audio);
+
+  /** Bytes of native heap in use. */
+  static native long heapBytes();
 }
