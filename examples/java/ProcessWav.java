@@ -32,12 +32,17 @@ import org.larkspin.SampleFormat;
 public final class ProcessWav {
   private ProcessWav() {}
 
-  public static void main(String[] args) throws IOException, UnsupportedAudioFileException {
+  public static void main(String[] args) {
     if (args.length < 2 || args.length > 3) {
       System.err.println("usage: ProcessWav IN.wav OUT.wav [INTENSITY 0..1]");
       System.exit(2);
     }
-    process(Paths.get(args[0]), Paths.get(args[1]), args.length > 2 ? Float.parseFloat(args[2]) : 1.0f);
+    try {
+      process(Paths.get(args[0]), Paths.get(args[1]), args.length > 2 ? Float.parseFloat(args[2]) : 1.0f);
+    } catch (IOException | UnsupportedAudioFileException | IllegalArgumentException failed) {
+      System.err.println("ProcessWav: " + failed.getMessage());
+      System.exit(1);
+    }
   }
 
   public static void process(Path input, Path output, float intensity)

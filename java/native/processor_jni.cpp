@@ -43,37 +43,41 @@ std::int16_t toPcm16(float sample) {
   return static_cast<std::int16_t>(std::lrint(scaled));
 }
 
+float toFloat(float sample) {
+  return sample;
+}
+float toFloat(std::int16_t sample) {
+  return fromPcm16(sample);
+}
+template <typename Sample> Sample fromFloat(float sample);
+template <> float fromFloat<float>(float sample) {
+  return sample;
+}
+template <> std::int16_t fromFloat<std::int16_t>(float sample) {
+  return toPcm16(sample);
+}
+
 // Interleaved samples at `bytes` (any alignment, hence memcpy), frame
 // `first` onwards, to or from one buffer per channel.
-void deinterleave(const unsigned char* bytes, jint format, int channels, std::int64_t first, int count,
-                  float* const* to) {
-  const int size = bytesPerSample(format);
-  const unsigned char* at = bytes + first * channels * size;
+template <typename Sample>
+void deinterleave(const unsigned char* bytes, int channels, std::int64_t first, int count, float* const* to) {
+  const unsigned char* at = bytes + first * channels * static_cast<std::int64_t>(sizeof(Sample));
   for (int i = 0; i < count; ++i) {
-    for (int c = 0; c < channels; ++c, at += size) {
-      if (format == kPcm16) {
-        std::int16_t sample;
-        std::memcpy(&sample, at, sizeof sample);
-        to[c][i] = fromPcm16(sample);
-      } else {
-        std::memcpy(&to[c][i], at, sizeof(float));
-      }
+    for (int c = 0; c < channels; ++c, at += sizeof(Sample)) {
+      Sample sample;
+      std::memcpy(&sample, at, sizeof sample);
+      to[c][i] = toFloat(sample);
     }
   }
 }
 
-void interleave(const float* const* from, jint format, int channels, std::int64_t first, int count,
-                unsigned char* bytes) {
-  const int size = bytesPerSample(format);
-  unsigned char* at = bytes + first * channels * size;
+template <typename Sample>
+void interleave(const float* const* from, int channels, std::int64_t first, int count, unsigned char* bytes) {
+  unsigned char* at = bytes + first * channels * static_cast<std::int64_t>(sizeof(Sample));
   for (int i = 0; i < count; ++i) {
-    for (int c = 0; c < channels; ++c, at += size) {
-      if (format == kPcm16) {
-        const std::int16_t sample = toPcm16(from[c][i]);
-        std::memcpy(at, &sample, sizeof sample);
-      } else {
-        std::memcpy(at, &from[c][i], sizeof(float));
-      }
+    for (int c = 0; c < channels; ++c, at += sizeof(Sample)) {
+      const Sample sample = fromFloat<Sample>(from[c][i]);
+      std::memcpy(at, &sample, sizeof sample);
     }
   }
 }
@@ -162,10 +166,12 @@ JNIEXPORT jint JNICALL Java_org_larkspin_Processor_nativeProcessBuffers(JNIEnv* 
   const bool ok = stream.run(
       frames,
       [&](std::int64_t first, int count, float* const* to) {
-        deinterleave(in, inputFormat, channels, first, count, to);
+        inputFormat == kPcm16 ? deinterleave<std::int16_t>(in, channels, first, count, to)
+                              : deinterleave<float>(in, channels, first, count, to);
       },
       [&](std::int64_t first, int count, const float* const* from) {
-        interleave(from, outputFormat, channels, first, count, out);
+        outputFormat == kPcm16 ? interleave<std::int16_t>(from, channels, first, count, out)
+                               : interleave<float>(from, channels, first, count, out);
       });
   return ok ? 0 : 1;
 }

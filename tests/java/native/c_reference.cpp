@@ -4,6 +4,7 @@
 
 #include <jni.h>
 
+#include <algorithm>
 #include <chrono>
 #include <vector>
 
@@ -30,13 +31,24 @@ extern "C" JNIEXPORT jlong JNICALL Java_org_larkspin_CReference_process(JNIEnv* 
   vora_ap_control* control = vora_ap_create_control(sampleRate, block, channels == 2 ? 1 : 0);
   vora_ap_apply_preset_payload(bytes);
   vora_ap_set_vorafication_intensity(intensity);
+  // Each block goes through a buffer of its own, as in a host's audio
+  // callback; only the process calls are timed.
   const int frames = static_cast<int>(samples[0].size());
-  const auto start = std::chrono::steady_clock::now();
+  std::vector<float> buffers(2 * static_cast<std::size_t>(block));
+  std::chrono::steady_clock::duration elapsed{};
   for (int first = 0; first < frames; first += block) {
-    float* at[2] = {samples[0].data() + first, channels == 2 ? samples[1].data() + first : nullptr};
-    vora_ap_process(control, at, frames - first < block ? frames - first : block);
+    const int count = frames - first < block ? frames - first : block;
+    float* at[2] = {buffers.data(), channels == 2 ? buffers.data() + block : nullptr};
+    for (int c = 0; c < channels; ++c) {
+      std::copy_n(samples[static_cast<std::size_t>(c)].data() + first, count, at[c]);
+    }
+    const auto start = std::chrono::steady_clock::now();
+    vora_ap_process(control, at, count);
+    elapsed += std::chrono::steady_clock::now() - start;
+    for (int c = 0; c < channels; ++c) {
+      std::copy_n(at[c], count, samples[static_cast<std::size_t>(c)].data() + first);
+    }
   }
-  const auto elapsed = std::chrono::steady_clock::now() - start;
   vora_ap_destroy_control(control);
 
   for (int c = 0; c < channels; ++c) {

@@ -99,7 +99,7 @@ public final class Preset {
     float[] values = values();
     byte[] payload = new byte[PAYLOAD_SIZE];
     if (nativeEncode(values, payload) != 0) {
-      throw new IllegalArgumentException("preset refused: " + String.join("; ", nativeIssues(values, true)));
+      throw new IllegalArgumentException("preset refused: " + joined(Arrays.asList(nativeIssues(values, true))));
     }
     return payload;
   }
@@ -116,6 +116,15 @@ public final class Preset {
   /** The lines of {@link #check()} for refused values only. */
   List<String> refused() {
     return Arrays.asList(nativeIssues(values(), true));
+  }
+
+  // String.join is missing on Android before 8.
+  static String joined(List<String> lines) {
+    StringBuilder text = new StringBuilder();
+    for (String line : lines) {
+      text.append(text.length() > 0 ? "; " : "").append(line);
+    }
+    return text.toString();
   }
 
   /** An independent preset with the same values. */

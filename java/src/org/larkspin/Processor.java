@@ -330,7 +330,7 @@ public final class Processor implements AutoCloseable {
     // Checked here, so that the library never sees (nor reports) a refused value.
     List<String> refused = Preset.fromPayload(payload).refused();
     if (!refused.isEmpty()) {
-      throw new IllegalArgumentException("the library refused the preset payload: " + String.join("; ", refused));
+      throw new IllegalArgumentException("the library refused the preset payload: " + Preset.joined(refused));
     }
     boolean applied;
     synchronized (control) {
