@@ -6,13 +6,15 @@
 
 #include <jni.h>
 
+#include <cstddef>
 #include <cstring>
 #include <string>
 #include <vector>
 
 namespace {
 
-static_assert(sizeof(vora_preset) == VORA_PRESET_BAND_COUNT * 10 * sizeof(float), "vora_preset is ten floats a band");
+static_assert(sizeof(vora_preset) == std::size_t{VORA_PRESET_BAND_COUNT} * 10 * sizeof(float),
+              "vora_preset is ten floats a band");
 
 vora_preset presetOf(JNIEnv* env, jfloatArray values) {
   vora_preset preset;

@@ -15,13 +15,14 @@ namespace {
 
 using larkspin_java::Stream;
 
+// Java keeps the native instance's address in a long.
 Stream& streamOf(jlong handle) {
-  return *reinterpret_cast<Stream*>(static_cast<std::intptr_t>(handle));
+  return *reinterpret_cast<Stream*>(static_cast<std::intptr_t>(handle)); // NOLINT(performance-no-int-to-ptr)
 }
 
-// Sample formats, as the ordinals of org.larkspin.SampleFormat.
+// Sample formats, as the ordinals of org.larkspin.SampleFormat: 16-bit
+// integers, else 32-bit floats.
 constexpr jint kPcm16 = 0;
-constexpr jint kFloat = 1;
 
 int bytesPerSample(jint format) {
   return format == kPcm16 ? 2 : 4;
