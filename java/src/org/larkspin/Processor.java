@@ -111,7 +111,8 @@ public final class Processor implements AutoCloseable {
   /**
    * Processes non-interleaved float channels in place: {@code audio[c]} is channel {@code c}, all of one length.
    *
-   * @throws IllegalArgumentException when the channel count or lengths do not match
+   * @throws IllegalArgumentException when the channel count does not match
+   * @throws IndexOutOfBoundsException when a channel is shorter than the first
    * @throws IllegalStateException after {@link #close()}, or while another thread is in {@code process}
    */
   public void process(float[][] audio) {
