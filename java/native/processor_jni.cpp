@@ -6,7 +6,7 @@
 
 #include <jni.h>
 
-#include <cmath>
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <new>
@@ -29,8 +29,8 @@ int bytesPerSample(jint format) {
 }
 
 // 16-bit samples are s / 32768 in; out, y * 32768 rounded to the nearest
-// integer (halves to even, the default rounding mode) and clipped. NaN
-// becomes 0, though the library never puts it out.
+// integer (halves to even) and clipped. NaN becomes 0, though the library
+// never puts it out.
 float fromPcm16(std::int16_t sample) {
   return static_cast<float>(sample) * (1.0f / 32768.0f);
 }
@@ -41,7 +41,11 @@ std::int16_t toPcm16(float sample) {
     scaled = 0.0f;
   }
   scaled = std::min(std::max(scaled, -32768.0f), 32767.0f);
-  return static_cast<std::int16_t>(std::lrint(scaled));
+  // Adding and taking away 1.5 * 2^23 leaves no fraction bits: the sum is
+  // rounded to an integer as every float operation rounds, to nearest with
+  // halves to even. Unlike lrint, which sets errno, it stays inline.
+  constexpr float kRounder = 12582912.0f;
+  return static_cast<std::int16_t>((scaled + kRounder) - kRounder);
 }
 
 float toFloat(float sample) {
