@@ -11,10 +11,6 @@ VorafierParameters::VorafierParameters() {
   }
 }
 
-bool VorafierParameters::isPerChannel(VorafierKind kind) {
-  return kind == VorafierKind::FastThreshold || kind == VorafierKind::FastRatio || kind == VorafierKind::Gain;
-}
-
 float& VorafierParameters::slot(VorafierKind kind, int channel, int band) {
   VorafierBandRecord& record = bands[static_cast<std::size_t>(band)];
   const bool second = channel == 1;
