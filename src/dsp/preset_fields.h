@@ -17,11 +17,11 @@
 namespace vora {
 
 struct PresetField {
+  const char* name; // in the public interface and the JSON form
+  const char* unit; // "dB", "ms", or "" for a fraction 0..1
   ParameterIdentifier id;
   vora_preset_field field;
   VorafierKind kind;
-  const char* name; // in the public interface and the JSON form
-  const char* unit; // "dB", "ms", or "" for a fraction 0..1
   // What the node declares: its default and closed range.
   float nodeDefault;
   float nodeMinimum;
@@ -36,20 +36,20 @@ struct PresetField {
 };
 
 inline constexpr PresetField kPresetFields[VORA_PRESET_FIELD_COUNT] = {
-    {ParameterIdentifier::vorafier_gain, VORA_PRESET_GAIN_DB, VorafierKind::Gain, "gainDb", "dB", 0.0f, -80.0f, 80.0f,
+    {"gainDb", "dB", ParameterIdentifier::vorafier_gain, VORA_PRESET_GAIN_DB, VorafierKind::Gain, 0.0f, -80.0f, 80.0f,
      VORA_PRESET_GAIN_DB_MIN, VORA_PRESET_GAIN_DB_MAX},
-    {ParameterIdentifier::vorafier_fast_threshold, VORA_PRESET_FAST_THRESHOLD_DB, VorafierKind::FastThreshold,
-     "fastThresholdDb", "dB", 0.0f, -999.0f, 0.0f, VORA_PRESET_THRESHOLD_DB_MIN, VORA_PRESET_THRESHOLD_DB_MAX},
-    {ParameterIdentifier::vorafier_fast_ratio, VORA_PRESET_FAST_RATIO, VorafierKind::FastRatio, "fastRatio", "", 0.2f,
+    {"fastThresholdDb", "dB", ParameterIdentifier::vorafier_fast_threshold, VORA_PRESET_FAST_THRESHOLD_DB,
+     VorafierKind::FastThreshold, 0.0f, -999.0f, 0.0f, VORA_PRESET_THRESHOLD_DB_MIN, VORA_PRESET_THRESHOLD_DB_MAX},
+    {"fastRatio", "", ParameterIdentifier::vorafier_fast_ratio, VORA_PRESET_FAST_RATIO, VorafierKind::FastRatio, 0.2f,
      0.0f, 1.0f, 0.0f, 1.0f},
-    {ParameterIdentifier::vorafier_slow_threshold, VORA_PRESET_SLOW_THRESHOLD_DB, VorafierKind::SlowThreshold,
-     "slowThresholdDb", "dB", -40.0f, -999.0f, 0.0f, VORA_PRESET_THRESHOLD_DB_MIN, VORA_PRESET_THRESHOLD_DB_MAX},
-    {ParameterIdentifier::vorafier_slow_factor, VORA_PRESET_SLOW_FACTOR, VorafierKind::SlowFactor, "slowFactor", "",
+    {"slowThresholdDb", "dB", ParameterIdentifier::vorafier_slow_threshold, VORA_PRESET_SLOW_THRESHOLD_DB,
+     VorafierKind::SlowThreshold, -40.0f, -999.0f, 0.0f, VORA_PRESET_THRESHOLD_DB_MIN, VORA_PRESET_THRESHOLD_DB_MAX},
+    {"slowFactor", "", ParameterIdentifier::vorafier_slow_factor, VORA_PRESET_SLOW_FACTOR, VorafierKind::SlowFactor,
      0.85f, 0.0f, 1.0f, 0.0f, 1.0f},
-    {ParameterIdentifier::vorafier_slow_delay, VORA_PRESET_SLOW_DELAY_MS, VorafierKind::SlowDelay, "slowDelayMs", "ms",
+    {"slowDelayMs", "ms", ParameterIdentifier::vorafier_slow_delay, VORA_PRESET_SLOW_DELAY_MS, VorafierKind::SlowDelay,
      10.0f, 0.0f, 500.0f, 0.0f, VORA_PRESET_TIME_MS_MAX},
-    {ParameterIdentifier::vorafier_slow_time_constant, VORA_PRESET_SLOW_TIME_CONSTANT_MS,
-     VorafierKind::SlowTimeConstant, "slowTimeConstantMs", "ms", 50.0f, 0.0f, 500.0f, 0.0f, VORA_PRESET_TIME_MS_MAX},
+    {"slowTimeConstantMs", "ms", ParameterIdentifier::vorafier_slow_time_constant, VORA_PRESET_SLOW_TIME_CONSTANT_MS,
+     VorafierKind::SlowTimeConstant, 50.0f, 0.0f, 500.0f, 0.0f, VORA_PRESET_TIME_MS_MAX},
 };
 
 // The row order the rest relies on: row i is public field i and identifier

@@ -1,6 +1,7 @@
 #include "dsp/vorafier_parameters.h"
 
-#include <cstring>
+#include <bit>
+#include <cstdint>
 
 namespace vora {
 
@@ -55,7 +56,9 @@ void VorafierParameters::get(VorafierKind kind, int channel, float* values) cons
 }
 
 bool VorafierParameters::operator==(const VorafierParameters& other) const {
-  return std::memcmp(this, &other, sizeof(VorafierParameters)) == 0;
+  // Bit for bit: -0 differs from +0 and a NaN equals the same NaN.
+  using Bits = std::array<uint32_t, sizeof(VorafierParameters) / sizeof(uint32_t)>;
+  return std::bit_cast<Bits>(*this) == std::bit_cast<Bits>(other);
 }
 
 } // namespace vora

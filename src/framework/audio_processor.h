@@ -27,7 +27,7 @@ namespace vora {
 class AudioProcessor {
 public:
   // Room for 512 messages of 256 bytes with a 4-byte length each.
-  static constexpr size_t kMessageRingBytes = (256 + 4) * 512;
+  static constexpr size_t kMessageRingBytes = (size_t{256} + 4) * 512;
 
   AudioProcessor();
   AudioProcessor(const AudioProcessor&) = delete;

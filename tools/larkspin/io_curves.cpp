@@ -60,7 +60,8 @@ std::string renderIoCurves(const vora_preset& preset, const std::string& presetN
                     {},
                     false,
                     channel == 0 ? bandDash(band) : "2 2"};
-      for (double in = kLowDb; in <= kHighDb + 1e-9; in += 0.5) {
+      for (int step = 0; step <= static_cast<int>((kHighDb - kLowDb) / 0.5); ++step) {
+        const double in = kLowDb + 0.5 * step;
         const double out = steadyBand(preset.bands[band], in).outputDb[channel];
         s.points.emplace_back(in, out);
         top = std::max(top, out);

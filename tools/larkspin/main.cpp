@@ -296,7 +296,9 @@ std::string versionText() {
 } // namespace
 } // namespace larkspin_tool
 
-int main(int argc, char** argv) {
+// Setting the command line up can throw as well (out of memory): the whole
+// of main is one try block, so nothing escapes it.
+int main(int argc, char** argv) try {
   using namespace larkspin_tool;
   CLI::App app{"larkspin: hear, read and see what the larkspin processor does"};
   app.require_subcommand(1);
@@ -395,4 +397,10 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "larkspin: error: %s\n", error.what());
     return 1;
   }
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "larkspin: error: %s\n", error.what());
+  return 1;
+} catch (...) {
+  std::fprintf(stderr, "larkspin: error: unexpected failure\n");
+  return 1;
 }

@@ -106,7 +106,9 @@ void drawChart(std::ostringstream& svg, const ChartOptions& options, const std::
   // Grid and ticks.
   std::vector<double> xTicks;
   if (options.logX) {
-    for (double decade = std::pow(10.0, std::floor(std::log10(options.xMin))); decade <= options.xMax; decade *= 10) {
+    for (int exponent = static_cast<int>(std::floor(std::log10(options.xMin)));
+         std::pow(10.0, exponent) <= options.xMax; ++exponent) {
+      const double decade = std::pow(10.0, exponent);
       for (double m : {1.0, 2.0, 5.0}) {
         if (m * decade >= options.xMin && m * decade <= options.xMax) {
           xTicks.push_back(m * decade);
@@ -121,8 +123,9 @@ void drawChart(std::ostringstream& svg, const ChartOptions& options, const std::
   const double yRange = options.yMax - options.yMin;
   const double yStep = yRange > 100 ? 20 : yRange > 40 ? 10 : yRange > 15 ? 5 : yRange > 6 ? 2 : 1;
   std::vector<double> yTicks;
-  for (double y = std::ceil(options.yMin / yStep) * yStep; y <= options.yMax + 1e-9; y += yStep) {
-    yTicks.push_back(y);
+  const double yFirst = std::ceil(options.yMin / yStep) * yStep;
+  for (int i = 0; yFirst + i * yStep <= options.yMax + 1e-9; ++i) {
+    yTicks.push_back(yFirst + i * yStep);
   }
   svg << "<g stroke=\"#dddddd\" stroke-width=\"1\">\n";
   for (double x : xTicks) {
@@ -172,7 +175,8 @@ void drawChart(std::ostringstream& svg, const ChartOptions& options, const std::
   const double columnWidth = series.size() > perColumn ? 95.0 : 180.0;
   for (size_t i = 0; i < series.size(); ++i) {
     const ChartSeries& s = series[i];
-    const double x = kLeft + plotWidth + 16 + static_cast<double>(i / perColumn) * columnWidth;
+    const size_t column = i / perColumn;
+    const double x = kLeft + plotWidth + 16 + static_cast<double>(column) * columnWidth;
     const double legendY = kTop + 10 + static_cast<double>(i % perColumn) * 18;
     svg << "<line x1=\"" << x << "\" y1=\"" << legendY << "\" x2=\"" << x + 24 << "\" y2=\"" << legendY
         << "\" stroke=\"" << s.colour << "\" stroke-width=\"2.5\"" << dashAttribute(s) << "/>\n<text x=\"" << x + 30
