@@ -27,7 +27,9 @@ struct PresetField {
   float nodeMinimum;
   float nodeMaximum;
   // What a preset may hold: the node's range intersected with what the
-  // payload's field carries.
+  // payload's field carries (the gain as a 16-bit linear factor n/128,
+  // n = 1..32767; thresholds in 16-bit steps of 1/128 dB; ratio and factor
+  // as 8-bit fractions; times as 8-bit whole milliseconds).
   float minimum;
   float maximum;
 
