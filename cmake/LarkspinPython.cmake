@@ -10,8 +10,8 @@ if(NOT CMAKE_CROSSCOMPILING)
   find_package(Python3 3.9 QUIET COMPONENTS Interpreter Development.Module)
   if(Python3_FOUND)
     find_package(pybind11 CONFIG QUIET)
-    # The preset JSON form comes from the tools folder.
-    if(pybind11_FOUND AND LARKSPIN_BUILD_TOOLS)
+    # Preset files are read through the preset-file component.
+    if(pybind11_FOUND AND LARKSPIN_BUILD_PRESET_JSON)
       set(larkspin_python_found ON)
     endif()
   endif()
@@ -19,5 +19,5 @@ endif()
 
 option(LARKSPIN_BUILD_PYTHON "Build the Python module (needs pybind11 and python3-dev)" ${larkspin_python_found})
 if(LARKSPIN_BUILD_PYTHON AND NOT larkspin_python_found)
-  message(FATAL_ERROR "LARKSPIN_BUILD_PYTHON needs pybind11, the Python development files and LARKSPIN_BUILD_TOOLS")
+  message(FATAL_ERROR "LARKSPIN_BUILD_PYTHON needs pybind11, the Python development files and LARKSPIN_BUILD_PRESET_JSON")
 endif()

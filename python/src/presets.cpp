@@ -19,7 +19,7 @@ namespace {
 
 // The Python side keeps a preset as a numpy record array with exactly the
 // layout of vora_preset: thirteen bands of ten float32 values.
-static_assert(sizeof(vora_preset) == VORA_PRESET_BAND_COUNT * 10 * sizeof(float));
+static_assert(sizeof(vora_preset) == sizeof(float) * 10 * VORA_PRESET_BAND_COUNT);
 
 vora_preset valuesFrom(const py::bytes& raw) {
   const std::string bytes = raw;

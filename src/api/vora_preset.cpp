@@ -4,6 +4,7 @@
 #include <larkspin/vora_preset.h>
 
 #include "dsp/payload_codec.h"
+#include "dsp/preset_fields.h"
 #include "dsp/vorafier_parameters.h"
 
 #include <algorithm>
@@ -13,35 +14,14 @@
 
 namespace {
 
-using vora::VorafierKind;
+using vora::kPresetFields;
+using vora::PresetField;
 using vora::VorafierParameters;
 
 static_assert(VORA_PRESET_BAND_COUNT == vora::kControlledBandCount);
 static_assert(VORA_PRESET_CHANNEL_COUNT == vora::kMaxChannels);
 static_assert(VORA_BAND_COUNT == vora::kBandCount);
 static_assert(VORA_AP_PRESET_PAYLOAD_SIZE == vora::kPresetPayloadSize);
-
-struct FieldInfo {
-  const char* name;
-  VorafierKind kind;
-  float minimum;
-  float maximum;
-};
-
-// Indexed by vora_preset_field. The ranges are what the processing accepts
-// intersected with what the payload's fields hold: the gain's 16-bit linear
-// factor n/128 (n = 1..32767), thresholds in 16-bit steps of 1/128 dB,
-// ratios and factors as 8-bit fractions, times as 8-bit whole milliseconds.
-constexpr FieldInfo kFields[VORA_PRESET_FIELD_COUNT] = {
-    {"gainDb", VorafierKind::Gain, VORA_PRESET_GAIN_DB_MIN, VORA_PRESET_GAIN_DB_MAX},
-    {"fastThresholdDb", VorafierKind::FastThreshold, VORA_PRESET_THRESHOLD_DB_MIN, VORA_PRESET_THRESHOLD_DB_MAX},
-    {"fastRatio", VorafierKind::FastRatio, 0.0f, 1.0f},
-    {"slowThresholdDb", VorafierKind::SlowThreshold, VORA_PRESET_THRESHOLD_DB_MIN, VORA_PRESET_THRESHOLD_DB_MAX},
-    {"slowFactor", VorafierKind::SlowFactor, 0.0f, 1.0f},
-    {"slowDelayMs", VorafierKind::SlowDelay, 0.0f, VORA_PRESET_TIME_MS_MAX},
-    {"slowTimeConstantMs", VorafierKind::SlowTimeConstant, 0.0f, VORA_PRESET_TIME_MS_MAX},
-};
-constexpr int kFirstBandField = VORA_PRESET_SLOW_THRESHOLD_DB;
 
 float& valueOf(vora_preset_band& band, int channel, int field) {
   switch (field) {
@@ -71,12 +51,16 @@ float valueOf(const vora_preset_band& band, int channel, int field) {
 template <typename Visit> void forEachValue(Visit&& visit) {
   for (int band = 0; band < VORA_PRESET_BAND_COUNT; ++band) {
     for (int channel = 0; channel < VORA_PRESET_CHANNEL_COUNT; ++channel) {
-      for (int field = 0; field < kFirstBandField; ++field) {
-        visit(band, channel, field);
+      for (const PresetField& row : kPresetFields) {
+        if (row.perChannel()) {
+          visit(band, channel, row);
+        }
       }
     }
-    for (int field = kFirstBandField; field < VORA_PRESET_FIELD_COUNT; ++field) {
-      visit(band, -1, field);
+    for (const PresetField& row : kPresetFields) {
+      if (!row.perChannel()) {
+        visit(band, -1, row);
+      }
     }
   }
 }
@@ -84,24 +68,24 @@ template <typename Visit> void forEachValue(Visit&& visit) {
 VorafierParameters toParameters(const vora_preset& preset) {
   VorafierParameters parameters;
   parameters.level = 1.0f;
-  forEachValue([&](int band, int channel, int field) {
-    parameters.slot(kFields[field].kind, std::max(channel, 0), band) =
-        valueOf(preset.bands[band], std::max(channel, 0), field);
+  forEachValue([&](int band, int channel, const PresetField& row) {
+    parameters.slot(row.kind, std::max(channel, 0), band) =
+        valueOf(preset.bands[band], std::max(channel, 0), row.field);
   });
   return parameters;
 }
 
 vora_preset fromParameters(const VorafierParameters& parameters) {
   vora_preset preset;
-  forEachValue([&](int band, int channel, int field) {
-    valueOf(preset.bands[band], std::max(channel, 0), field) =
-        parameters.slot(kFields[field].kind, std::max(channel, 0), band);
+  forEachValue([&](int band, int channel, const PresetField& row) {
+    valueOf(preset.bands[band], std::max(channel, 0), row.field) =
+        parameters.slot(row.kind, std::max(channel, 0), band);
   });
   return preset;
 }
 
-bool allowed(float value, const FieldInfo& info) {
-  return value >= info.minimum && value <= info.maximum; // false for NaN
+bool allowed(float value, const PresetField& row) {
+  return value >= row.minimum && value <= row.maximum; // false for NaN
 }
 
 // Quantisation below this relative size is float noise of the conversion,
@@ -120,21 +104,20 @@ int checkInto(const vora_preset& preset, vora_preset_issue* issues, int capacity
 
   int refused = 0;
   int count = 0;
-  forEachValue([&](int band, int channel, int field) {
-    const FieldInfo& info = kFields[field];
-    const float value = valueOf(preset.bands[band], std::max(channel, 0), field);
+  forEachValue([&](int band, int channel, const PresetField& row) {
+    const float value = valueOf(preset.bands[band], std::max(channel, 0), row.field);
     vora_preset_issue issue{VORA_PRESET_REFUSED,
                             band,
                             channel,
-                            static_cast<vora_preset_field>(field),
+                            row.field,
                             value,
-                            info.minimum,
-                            info.maximum,
+                            row.minimum,
+                            row.maximum,
                             std::numeric_limits<float>::quiet_NaN()};
     // A value the field cannot hold wraps around in the payload and comes
     // back as something else entirely, or not finite; never keep it.
-    const float kept = stored.slot(info.kind, std::max(channel, 0), band);
-    if (allowed(value, info) && allowed(kept, info)) {
+    const float kept = stored.slot(row.kind, std::max(channel, 0), band);
+    if (allowed(value, row) && allowed(kept, row)) {
       if (!changedByQuantisation(value, kept)) {
         return;
       }
@@ -168,7 +151,7 @@ float* vora_preset_value(vora_preset* preset, int band, int channel, vora_preset
       index >= VORA_PRESET_FIELD_COUNT) {
     return nullptr;
   }
-  const bool perChannel = index < kFirstBandField;
+  const bool perChannel = kPresetFields[index].perChannel();
   if (perChannel && (channel < 0 || channel >= VORA_PRESET_CHANNEL_COUNT)) {
     return nullptr;
   }
@@ -177,7 +160,7 @@ float* vora_preset_value(vora_preset* preset, int band, int channel, vora_preset
 
 const char* vora_preset_field_name(vora_preset_field field) {
   const int index = static_cast<int>(field);
-  return index >= 0 && index < VORA_PRESET_FIELD_COUNT ? kFields[index].name : nullptr;
+  return index >= 0 && index < VORA_PRESET_FIELD_COUNT ? kPresetFields[index].name : nullptr;
 }
 
 bool vora_preset_default(vora_preset* preset) {

@@ -2,6 +2,7 @@
 // phase.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace vora {
@@ -15,7 +16,7 @@ namespace vora {
 // a bin of zero magnitude stays zero, as the polar form with atan2(0, 0)
 // gives. Elements 0 and 1 (the real parts of bins 0 and N/2) are left alone.
 inline void scaleBins(float* packed, const float* bandWeight, const float* floorScale, uint32_t binCount) {
-  for (uint32_t k = 1; k < binCount; ++k) {
+  for (size_t k = 1; k < binCount; ++k) {
     const float scale = bandWeight[k] * floorScale[k];
     packed[2 * k] *= scale;
     packed[2 * k + 1] *= scale;

@@ -2,6 +2,7 @@
 
 #include "dsp/payload_codec.h"
 #include "dsp/preset_conversion.h"
+#include "dsp/preset_fields.h"
 
 #include <algorithm>
 #include <cmath>
@@ -35,16 +36,24 @@ void saturateToPayloadFields(VorafierParameters& parameters) {
 
 node_pexon::node_pexon() {
   using P = ParameterIdentifier;
+  // Per band: the per-channel fields for channel 0, then for channel 1, then
+  // the per-band fields at channel 0.
+  auto declare = [this](const PresetField& row, unsigned channel, unsigned band) {
+    addParameter(row.id, row.nodeDefault, row.nodeMinimum, row.nodeMaximum, channel, band);
+  };
   for (unsigned band = 0; band < kControlledBandCount; ++band) {
     for (unsigned channel = 0; channel < 2; ++channel) {
-      addParameter(P::vorafier_gain, 0.0f, -80.0f, 80.0f, channel, band);           // dB
-      addParameter(P::vorafier_fast_threshold, 0.0f, -999.0f, 0.0f, channel, band); // dB
-      addParameter(P::vorafier_fast_ratio, 0.2f, 0.0f, 1.0f, channel, band);        // slope
+      for (const PresetField& row : kPresetFields) {
+        if (row.perChannel()) {
+          declare(row, channel, band);
+        }
+      }
     }
-    addParameter(P::vorafier_slow_threshold, -40.0f, -999.0f, 0.0f, 0, band); // dB
-    addParameter(P::vorafier_slow_factor, 0.85f, 0.0f, 1.0f, 0, band);
-    addParameter(P::vorafier_slow_delay, 10.0f, 0.0f, 500.0f, 0, band);         // ms
-    addParameter(P::vorafier_slow_time_constant, 50.0f, 0.0f, 500.0f, 0, band); // ms
+    for (const PresetField& row : kPresetFields) {
+      if (!row.perChannel()) {
+        declare(row, 0, band);
+      }
+    }
   }
   addParameter(P::vorafier_mix_ratio, 1.0f, 0.0f, 1.0f, 0, 0);
   addParameter(P::vorafier_bypass, 0.0f, 0.0f, 1.0f, 0, 0);

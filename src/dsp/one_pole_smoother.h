@@ -45,7 +45,6 @@ public:
 
   float state() const { return y_; }
   void setState(float y) { y_ = y; }
-  float epsilon() const { return epsilon_; }
 
 private:
   float a_ = 0.0f;

@@ -29,7 +29,7 @@ void OutputLimiter::limit(float* overlap, HopFifo& envelope, uint32_t hop, float
       peak = std::max(peak, std::fabs(overlap[i]));
     }
     if (peak <= kFloor) {
-      std::fill(env, env + 2 * hop, kFloor);
+      std::fill(env, env + 2 * static_cast<size_t>(hop), kFloor);
       release_.setState(kFloor);
       envelope.push(nullptr);
       return;

@@ -71,7 +71,7 @@ public:
   // Unscaled forward transform into the packed layout: Re bin 0, Re bin
   // N/2, then (Re, Im) of bins 1 .. N/2-1. In place is allowed.
   void forward(const float* input, float* packed) {
-    for (uint32_t i = 0; i < half_; i += 4) {
+    for (size_t i = 0; i < half_; i += 4) {
       V even, odd;
       Ops::deinterleave(input + 2 * i, even, odd);
       Ops::store(aRe_ + i, even);
@@ -86,7 +86,7 @@ public:
     // X[k] = E[k] + W^k O[k], with E = (Z[k] + conj Z[N/2-k]) / 2 and
     // O = -i (Z[k] - conj Z[N/2-k]) / 2; the halves sit in the twiddles.
     const V half = Ops::broadcast(0.5f);
-    for (uint32_t k = 0; k < half_; k += 4) {
+    for (size_t k = 0; k < half_; k += 4) {
       const V ar = Ops::load(zRe + k);
       const V ai = Ops::load(zIm + k);
       const V br = Ops::reverse(Ops::load(zRe + half_ - k - 3));
@@ -107,7 +107,7 @@ public:
 
   // Inverse of forward(), scaled by 1/N. In place is allowed.
   void inverse(const float* packed, float* output) {
-    for (uint32_t k = 0; k < half_; k += 4) {
+    for (size_t k = 0; k < half_; k += 4) {
       V re, im;
       Ops::deinterleave(packed + 2 * k, re, im);
       Ops::store(bRe_ + k, re);
@@ -140,7 +140,7 @@ public:
     const bool inB = complexForward(aIm_, aRe_, bIm_, bRe_);
     const float* zRe = inB ? bRe_ : aRe_;
     const float* zIm = inB ? bIm_ : aIm_;
-    for (uint32_t i = 0; i < half_; i += 4) {
+    for (size_t i = 0; i < half_; i += 4) {
       Ops::interleave(output + 2 * i, Ops::load(zRe + i), Ops::load(zIm + i));
     }
   }
@@ -211,13 +211,14 @@ private:
     const uint32_t m = half_ / 4;
     const float* wRe = twiddleRe_ + stageTwiddles_[0];
     const float* wIm = twiddleIm_ + stageTwiddles_[0];
+    const size_t twoM = size_t{2} * m;
     for (uint32_t p = 0; p < m; p += 4) {
       Complex y0, y1, y2, y3;
       butterfly(loadComplex(xRe, xIm, p), loadComplex(xRe, xIm, p + m), loadComplex(xRe, xIm, p + 2 * m),
                 loadComplex(xRe, xIm, p + 3 * m), y0, y1, y2, y3);
       y1 = cmul(y1, Ops::load(wRe + p), Ops::load(wIm + p));
       y2 = cmul(y2, Ops::load(wRe + m + p), Ops::load(wIm + m + p));
-      y3 = cmul(y3, Ops::load(wRe + 2 * m + p), Ops::load(wIm + 2 * m + p));
+      y3 = cmul(y3, Ops::load(wRe + twoM + p), Ops::load(wIm + twoM + p));
       Ops::transpose(y0.re, y1.re, y2.re, y3.re);
       Ops::transpose(y0.im, y1.im, y2.im, y3.im);
       storeComplex(yRe, yIm, 4 * p, y0);

@@ -131,7 +131,7 @@ void PexVorafier::analyse(StftChannel& channel, const float* input) {
   work[0] = 0.0f;
   work[1] = 0.0f;
   const uint32_t bins = fftSize_ / 2;
-  for (uint32_t k = 0; k < bins; ++k) {
+  for (size_t k = 0; k < bins; ++k) {
     const float re = work[2 * k];
     const float im = work[2 * k + 1];
     channel.magnitude[k] = std::sqrt(re * re + im * im);

@@ -1,47 +1,23 @@
 #include "dsp/preset_conversion.h"
 
 #include "dsp/payload_codec.h"
+#include "dsp/preset_fields.h"
 
 namespace vora {
-
-namespace {
-
-struct Entry {
-  ParameterIdentifier id;
-  VorafierKind kind;
-};
-
-constexpr Entry kChannelEntries[] = {
-    {ParameterIdentifier::vorafier_gain, VorafierKind::Gain},
-    {ParameterIdentifier::vorafier_fast_threshold, VorafierKind::FastThreshold},
-    {ParameterIdentifier::vorafier_fast_ratio, VorafierKind::FastRatio},
-};
-
-// The identifiers number factor before delay; the record stores delay first.
-constexpr Entry kSharedEntries[] = {
-    {ParameterIdentifier::vorafier_slow_threshold, VorafierKind::SlowThreshold},
-    {ParameterIdentifier::vorafier_slow_factor, VorafierKind::SlowFactor},
-    {ParameterIdentifier::vorafier_slow_delay, VorafierKind::SlowDelay},
-    {ParameterIdentifier::vorafier_slow_time_constant, VorafierKind::SlowTimeConstant},
-};
-
-} // namespace
 
 AudioProcessorPreset presetFromPayload(const unsigned char* payload) {
   VorafierParameters parameters;
   decodePresetPayload(payload, parameters);
+  // Channel 0 carries every field, channel 1 only the per-channel ones.
   AudioProcessorPreset preset;
-  for (unsigned band = 0; band < kControlledBandCount; ++band) {
-    for (const Entry& entry : kChannelEntries) {
-      preset.addParameter(entry.id, parameters.slot(entry.kind, 0, static_cast<int>(band)), 0, band);
-    }
-    for (const Entry& entry : kSharedEntries) {
-      preset.addParameter(entry.id, parameters.slot(entry.kind, 0, static_cast<int>(band)), 0, band);
-    }
-  }
-  for (unsigned band = 0; band < kControlledBandCount; ++band) {
-    for (const Entry& entry : kChannelEntries) {
-      preset.addParameter(entry.id, parameters.slot(entry.kind, 1, static_cast<int>(band)), 1, band);
+  for (unsigned channel = 0; channel < 2; ++channel) {
+    for (unsigned band = 0; band < kControlledBandCount; ++band) {
+      for (const PresetField& row : kPresetFields) {
+        if (channel == 0 || row.perChannel()) {
+          const float value = parameters.slot(row.kind, static_cast<int>(channel), static_cast<int>(band));
+          preset.addParameter(row.id, value, channel, band);
+        }
+      }
     }
   }
   return preset;
@@ -51,20 +27,14 @@ VorafierParameters parametersFromPreset(const AudioProcessorPreset& preset) {
   VorafierParameters parameters;
   parameters.level = 1.0f;
   const auto& values = preset.parameters();
-  auto read = [&](ParameterIdentifier id, unsigned row, unsigned band, float& slot) {
-    const auto it = values.find(AudioProcessorPreset::makeKey(id, row, band));
-    if (it != values.end()) {
-      slot = it->second;
-    }
-  };
-  for (unsigned row = 0; row < 2; ++row) {
+  for (unsigned channel = 0; channel < 2; ++channel) {
     for (unsigned band = 0; band < kControlledBandCount; ++band) {
-      const int b = static_cast<int>(band);
-      for (const Entry& entry : kChannelEntries) {
-        read(entry.id, row, band, parameters.slot(entry.kind, static_cast<int>(row), b));
-      }
-      for (const Entry& entry : kSharedEntries) {
-        read(entry.id, 0, band, parameters.slot(entry.kind, 0, b));
+      for (const PresetField& row : kPresetFields) {
+        const unsigned from = row.perChannel() ? channel : 0;
+        const auto it = values.find(AudioProcessorPreset::makeKey(row.id, from, band));
+        if (it != values.end()) {
+          parameters.slot(row.kind, static_cast<int>(from), static_cast<int>(band)) = it->second;
+        }
       }
     }
   }

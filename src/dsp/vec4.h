@@ -5,6 +5,8 @@
 // the fastest one the target compiles.
 #pragma once
 
+#include <cstddef>
+
 #if defined(__SSE2__) || defined(_M_X64)
 #include <emmintrin.h>
 #define LARKSPIN_VEC4_SSE2 1
@@ -54,7 +56,7 @@ struct Vec4Scalar {
   }
   // The reverse of deinterleave.
   static void interleave(float* p, V even, V odd) {
-    for (int i = 0; i < 4; ++i) {
+    for (size_t i = 0; i < 4; ++i) {
       p[2 * i] = even.lane[i];
       p[2 * i + 1] = odd.lane[i];
     }

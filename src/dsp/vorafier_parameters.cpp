@@ -1,6 +1,7 @@
 #include "dsp/vorafier_parameters.h"
 
-#include <cstring>
+#include <bit>
+#include <cstdint>
 
 namespace vora {
 
@@ -9,10 +10,6 @@ VorafierParameters::VorafierParameters() {
     band = VorafierBandRecord{};
     band.slowDelayMs = 5.0f;
   }
-}
-
-bool VorafierParameters::isPerChannel(VorafierKind kind) {
-  return kind == VorafierKind::FastThreshold || kind == VorafierKind::FastRatio || kind == VorafierKind::Gain;
 }
 
 float& VorafierParameters::slot(VorafierKind kind, int channel, int band) {
@@ -59,7 +56,9 @@ void VorafierParameters::get(VorafierKind kind, int channel, float* values) cons
 }
 
 bool VorafierParameters::operator==(const VorafierParameters& other) const {
-  return std::memcmp(this, &other, sizeof(VorafierParameters)) == 0;
+  // Bit for bit: -0 differs from +0 and a NaN equals the same NaN.
+  using Bits = std::array<uint32_t, sizeof(VorafierParameters) / sizeof(uint32_t)>;
+  return std::bit_cast<Bits>(*this) == std::bit_cast<Bits>(other);
 }
 
 } // namespace vora

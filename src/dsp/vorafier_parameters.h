@@ -49,7 +49,9 @@ struct VorafierParameters {
 
   VorafierParameters();
 
-  static bool isPerChannel(VorafierKind kind);
+  static constexpr bool isPerChannel(VorafierKind kind) {
+    return kind == VorafierKind::FastThreshold || kind == VorafierKind::FastRatio || kind == VorafierKind::Gain;
+  }
 
   // The slot of `kind` for `channel` in `band` (channel is ignored for the
   // shared slow kinds).

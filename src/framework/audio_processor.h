@@ -27,7 +27,7 @@ namespace vora {
 class AudioProcessor {
 public:
   // Room for 512 messages of 256 bytes with a 4-byte length each.
-  static constexpr size_t kMessageRingBytes = (256 + 4) * 512;
+  static constexpr size_t kMessageRingBytes = (size_t{256} + 4) * 512;
 
   AudioProcessor();
   AudioProcessor(const AudioProcessor&) = delete;
@@ -75,10 +75,8 @@ public:
   // 0 turns re-blocking off; otherwise queues and block buffers are sized
   // here for the worst case, so that render never allocates.
   void setInternalBlockSize(int blockSize);
-  int getInternalBlockSize() const { return internalBlockSize_; }
   // `message` starts with its total size and its kind (two 32-bit words).
   bool enqueueMessage(const void* message);
-  MessageRing& messageRing() { return *messageRing_; }
 
   // Parameters, addressed by (identifier, channel, band).
   bool addParameter(ParameterIdentifier id, float value, float minimum, float maximum, unsigned channel, unsigned band);
@@ -95,11 +93,9 @@ public:
   AudioProcessorPreset getPreset() const;
   bool applyPreset(const AudioProcessorPreset& preset);
 
-protected:
-  using ParameterCell = std::map<ParameterIdentifier, AudioProcessorParameter>;
-  const std::vector<std::vector<ParameterCell>>& parameterTable() const { return parameters_; }
-
 private:
+  using ParameterCell = std::map<ParameterIdentifier, AudioProcessorParameter>;
+
   void releaseQueues();
 
   int processingChannels_ = 0;

@@ -24,7 +24,6 @@ public:
 
   void addListener(const Callback& listener) { listeners_.push_back(listener); }
   void addBinding(const Callback& binding) { bindings_.push_back(binding); }
-  size_t listenerCount() const { return listeners_.size(); }
   size_t bindingCount() const { return bindings_.size(); }
 
   ParameterIdentifier getIdentifier() const { return identifier_; }

@@ -34,7 +34,6 @@ public:
   size_t propertyCount() const { return properties_.size(); }
   size_t parameterCount() const { return parameters_.size(); }
   const std::map<std::string, float>& parameters() const { return parameters_; }
-  const std::map<PropertyIdentifier, AudioProcessorPropertyValue>& properties() const { return properties_; }
 
 private:
   std::map<PropertyIdentifier, AudioProcessorPropertyValue> properties_;

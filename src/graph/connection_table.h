@@ -36,7 +36,6 @@ public:
 
   const std::vector<NodeConnection>& list() const { return list_; }
   const std::vector<uint32_t>& renderSequence() const { return renderSequence_; }
-  const std::set<uint32_t>& knownNodes() const { return knownNodes_; }
 
 private:
   void insert(const NodeConnection& connection);

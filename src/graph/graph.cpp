@@ -183,7 +183,7 @@ bool Graph::prepare(int, double sampleRate) {
 
 void Graph::rebuildRenderPlan() {
   renderPlan_.clear();
-  connections_->forEachInRenderOrder([this](uint32_t id, std::vector<NodeConnection> incoming) {
+  connections_->forEachInRenderOrder([this](uint32_t id, const std::vector<NodeConnection>& incoming) {
     Step step{findNode(id), {}};
     if (step.node == nullptr) {
       return;

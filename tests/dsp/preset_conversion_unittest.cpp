@@ -7,6 +7,8 @@
 
 #include <array>
 #include <random>
+#include <string>
+#include <utility>
 
 namespace vora {
 namespace {
@@ -33,6 +35,27 @@ TEST(PresetConversionTest, PayloadBecomesOneHundredThirtyEntriesWithoutTheLevel)
   EXPECT_EQ(a.propertyCount(), 0u);
   EXPECT_EQ(a.parameters(), b.parameters());
   EXPECT_EQ(a.parameters().count("vorafier_slow_delay_1_0"), 0u); // slow parameters at channel 0 only
+
+  // Each entry holds its own record field (the record keeps the slow delay
+  // before the slow factor; the identifiers number them the other way).
+  VorafierParameters decoded;
+  decodePresetPayload(loud.data(), decoded);
+  for (int band = 0; band < kControlledBandCount; ++band) {
+    const VorafierBandRecord& r = decoded.bands[static_cast<size_t>(band)];
+    const std::pair<std::string, float> expected[] = {{"gain_0", r.gainDb0},
+                                                      {"gain_1", r.gainDb1},
+                                                      {"fast_threshold_0", r.fastThresholdDb0},
+                                                      {"fast_threshold_1", r.fastThresholdDb1},
+                                                      {"fast_ratio_0", r.fastRatio0},
+                                                      {"fast_ratio_1", r.fastRatio1},
+                                                      {"slow_threshold_0", r.slowThresholdDb},
+                                                      {"slow_factor_0", r.slowFactor},
+                                                      {"slow_delay_0", r.slowDelayMs},
+                                                      {"slow_time_constant_0", r.slowTimeConstantMs}};
+    for (const auto& [key, value] : expected) {
+      EXPECT_EQ(a.parameters().at("vorafier_" + key + "_" + std::to_string(band)), value) << key << " " << band;
+    }
+  }
 }
 
 TEST(PresetConversionTest, EncodingThePresetGivesThePayloadBack) {

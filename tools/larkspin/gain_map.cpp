@@ -105,7 +105,8 @@ std::string GainRecorder::render(const std::string& title, int sampleRate, int c
     const long start = static_cast<long>(first) * stretchFrames_;
     const long count = std::min(step, inputFrames_ - start) * channels;
     const double db = 10.0 * std::log10(sum / static_cast<double>(std::max<long>(count, 1)) + 1e-30);
-    level.points.emplace_back(static_cast<double>(start + step / 2) / rate, std::max(db, -120.0));
+    const long middle = start + step / 2; // the window's middle sample
+    level.points.emplace_back(static_cast<double>(middle) / rate, std::max(db, -120.0));
   }
   ChartOptions levelOptions;
   char window[32];
@@ -159,12 +160,13 @@ std::string GainRecorder::render(const std::string& title, int sampleRate, int c
     };
     for (int band = 0; band < firstEmpty && !gains_.empty(); ++band) {
       const double y = top + (VORA_AP_BAND_COUNT - 1 - band) * kRowHeight;
+      const size_t slot = static_cast<size_t>(band) * 2 + static_cast<size_t>(ch); // band-major, channel-minor
       for (size_t column = 0; column < columns;) {
         const size_t index = sample(column);
-        const double db = gains_[index][static_cast<size_t>(band * 2 + ch)];
+        const double db = gains_[index][slot];
         const std::string colour = colourOf(db, rangeDb);
         size_t end = column + 1;
-        while (end < columns && colourOf(gains_[sample(end)][static_cast<size_t>(band * 2 + ch)], rangeDb) == colour) {
+        while (end < columns && colourOf(gains_[sample(end)][slot], rangeDb) == colour) {
           ++end;
         }
         svg += "<rect x=\"" + number(plotLeft + static_cast<double>(column) * cellWidth) + "\" y=\"" + number(y) +

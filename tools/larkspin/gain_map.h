@@ -6,6 +6,7 @@
 #include <larkspin/vora_ap.h>
 
 #include <array>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,7 @@ namespace larkspin_tool {
 
 class GainRecorder {
 public:
-  using Gains = std::array<float, VORA_AP_BAND_COUNT * 2>; // band * 2 + channel, dB
+  using Gains = std::array<float, size_t{VORA_AP_BAND_COUNT} * 2>; // band * 2 + channel, dB
 
   // Reads the control's band gains; `framesFed` dates them.
   void record(vora_ap_control* control, long framesFed);

@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace larkspin_tool {
 
 namespace {
 double toDb(double linear) {
-  return linear > 0.0 ? 20.0 * std::log10(linear) : -INFINITY;
+  return linear > 0.0 ? 20.0 * std::log10(linear) : -std::numeric_limits<double>::infinity();
 }
 } // namespace
 
@@ -27,7 +28,8 @@ void LevelMeter::add(const float* samples, long count) {
 Levels LevelMeter::levels() const {
   Levels levels;
   levels.peakDbfs = toDb(peak_);
-  levels.rmsDbfs = count_ > 0 ? toDb(std::sqrt(sumSquares_ / static_cast<double>(count_))) : -INFINITY;
+  levels.rmsDbfs = count_ > 0 ? toDb(std::sqrt(sumSquares_ / static_cast<double>(count_)))
+                              : -std::numeric_limits<double>::infinity();
   levels.nonFiniteSamples = nonFinite_;
   return levels;
 }

@@ -350,7 +350,9 @@ std::string versionText() {
 } // namespace
 } // namespace larkspin_tool
 
-int main(int argc, char** argv) {
+// Setting the command line up can throw as well (out of memory): the whole
+// of main is one try block, so nothing escapes it.
+int main(int argc, char** argv) try {
   using namespace larkspin_tool;
   // The library's diagnostic lines join the program's own messages on
   // standard error: standard output may carry audio or JSON.
@@ -452,4 +454,10 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "larkspin: error: %s\n", error.what());
     return 1;
   }
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "larkspin: error: %s\n", error.what());
+  return 1;
+} catch (...) {
+  std::fprintf(stderr, "larkspin: error: unexpected failure\n");
+  return 1;
 }

@@ -257,7 +257,9 @@ void drawChart(std::ostringstream& svg, const ChartOptions& options, const std::
   // Grid and ticks, at round values.
   std::vector<double> xTicks;
   if (options.logX) {
-    for (double decade = std::pow(10.0, std::floor(std::log10(options.xMin))); decade <= options.xMax; decade *= 10) {
+    for (int exponent = static_cast<int>(std::floor(std::log10(options.xMin)));
+         std::pow(10.0, exponent) <= options.xMax; ++exponent) {
+      const double decade = std::pow(10.0, exponent);
       for (double m : {1.0, 2.0, 5.0}) {
         if (m * decade >= options.xMin * 0.999 && m * decade <= options.xMax * 1.001) {
           xTicks.push_back(m * decade);

@@ -93,7 +93,8 @@ std::vector<vora_preset_issue> issueBuffer() {
 // otherwise be silently left at a default.
 void refuseUnknownKeys(const nlohmann::json& object, std::initializer_list<const char*> known,
                        const std::string& place) {
-  for (const auto& [key, value] : object.items()) {
+  for (const auto& item : object.items()) {
+    const std::string& key = item.key();
     if (std::none_of(known.begin(), known.end(), [&](const char* name) { return key == name; })) {
       throw PresetError(place + ": unknown key " + shown(key));
     }
