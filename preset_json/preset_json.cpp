@@ -18,7 +18,7 @@ namespace {
 
 // A JSON preset is about 7 kB. Anything far larger is not a preset, and
 // reading it whole would let a stray file (or /dev/zero) take all memory.
-constexpr size_t kMaxFileBytes = 64 * 1024;
+constexpr size_t kMaxFileBytes = size_t{64} * 1024;
 // How much of a value from the file a message shows.
 constexpr size_t kMaxShownBytes = 40;
 

@@ -113,7 +113,9 @@ std::string renderIoCurves(const vora_preset& preset, const std::string& presetN
       const std::string dash = channel == 1 ? "2 2" : bandDash(static_cast<int>(g));
       ChartSeries level{name, bandColour(static_cast<int>(g)), {}, false, dash};
       ChartSeries gain = level;
-      for (double in = kLowDb; in <= kHighDb + 1e-9; in += 0.5) {
+      constexpr int kSteps = static_cast<int>((kHighDb - kLowDb) / 0.5);
+      for (int step = 0; step <= kSteps; ++step) {
+        const double in = kLowDb + 0.5 * step;
         const double out = steadyBand(values, in).outputDb[channel];
         level.points.emplace_back(in, out);
         gain.points.emplace_back(in, out - in);
