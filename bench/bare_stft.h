@@ -14,10 +14,6 @@
 
 namespace larkspin_bench {
 
-inline uint32_t fftSizeFor(int rateHz) {
-  return rateHz <= 50000 ? 256u : rateHz <= 100000 ? 512u : 1024u;
-}
-
 class BareStft {
 public:
   explicit BareStft(uint32_t fftSize) : fftSize_(fftSize), hop_(fftSize / 4) {

@@ -3,7 +3,7 @@
 #include <larkspin/vora_preset.h>
 
 #include "dsp/band_bank.h"
-#include "dsp/pex_vorafier.h"
+#include "dsp/engine_constants.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,7 +13,7 @@
 namespace {
 
 bool supportedRate(float sampleRate) {
-  return sampleRate >= vora::PexVorafier::kMinSampleRate && sampleRate <= vora::PexVorafier::kMaxSampleRate;
+  return sampleRate >= vora::kMinSampleRate && sampleRate <= vora::kMaxSampleRate;
 }
 
 } // namespace

@@ -61,7 +61,7 @@ double bandWeight(int band, double sampleRate, double omega) {
 void BandBank::build(float rate, uint32_t size, float thresholdDb) {
   fftSize = size;
   binCount = size / 2;
-  const float threshold = std::pow(10.0f, thresholdDb / 20.0f) - 1.1754944e-38f;
+  const float threshold = std::pow(10.0f, thresholdDb / 20.0f) - kFloatMinimum;
   for (int band = 0; band < kBandCount; ++band) {
     float* table = weights[band];
     std::fill(table, table + kMaxBinCount, 0.0f);

@@ -21,6 +21,8 @@
 // the twiddles, forward() and inverse() neither allocate nor branch on data.
 #pragma once
 
+#include "dsp/engine_constants.h"
+
 #include <cmath>
 #include <cstdint>
 #include <numbers>
@@ -31,11 +33,12 @@ template <class Ops> class PackedRealFft {
   using V = typename Ops::V;
 
 public:
-  static constexpr uint32_t kMaxSize = 1024;
+  static constexpr uint32_t kMaxSize = kMaxFftSize;
 
-  // Accepts 256, 512 or 1024 only; returns false for anything else.
+  // Accepts the engine's sizes only (256, 512 or 1024); returns false for
+  // anything else.
   bool setup(uint32_t size) {
-    if (size != 256 && size != 512 && size != 1024) {
+    if (!isEngineFftSize(size)) {
       return false;
     }
     size_ = size;

@@ -10,18 +10,10 @@ namespace vora {
 
 namespace {
 
-constexpr float kTiny = 1.1754944e-38f;     // keeps dB conversions finite
-constexpr float kBandThresholdDb = -144.5f; // band ranges end where weights fall below this
-constexpr float kFloorMagnitude = 1e-5f;    // quieter bins are pushed further down
-constexpr float kMixSmoothingMs = 50.0f;
-constexpr float kWetThreshold = 0.001f;  // at or below: wet path skipped
-constexpr float kDryThreshold = 0.999f;  // at or above: dry path skipped
-constexpr float kLargestInput = 1.0e10f; // +200 dBFS: far beyond audio, far below float overflow
-
 // 10^(dB/20) as exp(dB × ln(10)/20): equal within float rounding, and
 // cheaper than a general power.
 float dbToGain(float db) {
-  return std::exp(db * 0.115129255f) - kTiny;
+  return std::exp(db * kNepersPerDecibel) - kFloatMinimum;
 }
 
 // Σ magnitude[k] × weight[k] over [first, end), with four partial sums so
@@ -56,10 +48,10 @@ int PexVorafier::setup(float sampleRate) {
     return -1;
   }
   fftSize_ = fftSize;
-  hopSize_ = fftSize >> 2;
+  hopSize_ = fftSize / kFramesPerHop;
   hopMilliseconds_ = static_cast<float>(hopSize_) / sampleRate * 1000.0f;
-  attackLength_ = std::trunc(sampleRate * 0.0001225f);
-  releaseLength_ = std::trunc(sampleRate * 0.0058f);
+  attackLength_ = limiterAttackSamples(sampleRate);
+  releaseLength_ = limiterReleaseSamples(sampleRate);
 
   for (int ch = 0; ch < kMaxChannels; ++ch) {
     std::fill(channels_[ch].floorScale, channels_[ch].floorScale + kMaxBinCount, 1.0f);
@@ -69,21 +61,24 @@ int PexVorafier::setup(float sampleRate) {
     dryFifo_[ch].initialise(fftSize, hopSize_);
   }
 
+  // The floor starts one bin above the bin of kFloorLowHz and ends two
+  // above the bin of kFloorHighHz, so that the bins leaning on either edge
+  // are inside.
   const float n = static_cast<float>(fftSize);
-  floorFirstBin_ = static_cast<uint32_t>(std::ceil(n * 500.0f / sampleRate) + 1.0f);
-  floorEndBin_ = std::min(static_cast<uint32_t>(std::ceil(n * 13454.343f / sampleRate) + 2.0f), fftSize / 2);
+  floorFirstBin_ = static_cast<uint32_t>(std::ceil(n * kFloorLowHz / sampleRate) + 1.0f);
+  floorEndBin_ = std::min(static_cast<uint32_t>(std::ceil(n * kFloorHighHz / sampleRate) + 2.0f), fftSize / 2);
 
   // Periodic Hann; analysis × synthesis overlap-added at a hop of N/4 sums
   // to one.
   float windowSum = 0.0f;
   for (uint32_t i = 0; i < fftSize; ++i) {
-    analysisWindow_[i] = (1.0f - std::cos(static_cast<float>(i) * 6.2831855f / n)) * 0.5f;
+    analysisWindow_[i] = (1.0f - std::cos(static_cast<float>(i) * kTwoPi / n)) * 0.5f;
     windowSum += analysisWindow_[i];
   }
   for (uint32_t i = 0; i < fftSize; ++i) {
     const float w = analysisWindow_[i];
     analysisWindow_[i] = w / windowSum;
-    synthesisWindow_[i] = windowSum * w / 1.5f;
+    synthesisWindow_[i] = windowSum * w / kHannSquaredOverlapSum;
   }
 
   mixSmoother_.initialise(kMixSmoothingMs / hopMilliseconds_, 1.0f);

@@ -18,6 +18,7 @@
 
 #include "dsp/band_bank.h"
 #include "dsp/band_gain_computer.h"
+#include "dsp/engine_constants.h"
 #include "dsp/hop_fifo.h"
 #include "dsp/one_pole_smoother.h"
 #include "dsp/output_limiter.h"
@@ -30,17 +31,13 @@ namespace vora {
 
 class PexVorafier {
 public:
-  static constexpr uint32_t kMaxFftSize = 1024;
-  static constexpr float kMinSampleRate = 31999.0f;
-  static constexpr float kMaxSampleRate = 192001.0f;
-
   PexVorafier();
   PexVorafier(const PexVorafier&) = delete;
   PexVorafier& operator=(const PexVorafier&) = delete;
 
-  // Configures for a sample rate: FFT size 256 (up to 50 kHz), 512 (up to
-  // 100 kHz) or 1024. Returns the hop size, or -1 for a rate outside
-  // 31999..192001 Hz (the engine is then unconfigured). Allocates the FFT
+  // Configures for a sample rate: FFT size fftSizeForRate(sampleRate).
+  // Returns the hop size, or -1 for a rate outside kMinSampleRate ..
+  // kMaxSampleRate (the engine is then unconfigured). Allocates the FFT
   // plan; not real-time safe.
   int setup(float sampleRate);
 

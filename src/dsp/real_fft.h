@@ -1,5 +1,5 @@
-// Real FFT of size N (a power of two up to 1024) with a fixed contract that
-// the engine relies on, whatever the backend:
+// Real FFT of size N (256, 512 or 1024: the sizes isEngineFftSize accepts)
+// with a fixed contract that the engine relies on, whatever the backend:
 //   - forward is unscaled, inverse carries 1/N, so forward then inverse
 //     returns the input;
 //   - the spectrum is packed into N floats: element 0 is the real part of
@@ -9,6 +9,8 @@
 // allocate.
 #pragma once
 
+#include "dsp/engine_constants.h"
+
 #include <cstdint>
 #include <memory>
 
@@ -16,15 +18,15 @@ namespace vora {
 
 class RealFft {
 public:
-  static constexpr uint32_t kMaxSize = 1024;
+  static constexpr uint32_t kMaxSize = kMaxFftSize;
 
   RealFft();
   ~RealFft();
   RealFft(const RealFft&) = delete;
   RealFft& operator=(const RealFft&) = delete;
 
-  // Makes the plan for `size` (256, 512 or 1024 in this library). Not
-  // real-time safe. Returns false for a size the backend refuses.
+  // Makes the plan for `size`. Not real-time safe. Returns false for a
+  // size isEngineFftSize refuses, with every backend alike.
   bool setup(uint32_t size);
   uint32_t size() const { return size_; }
 

@@ -32,7 +32,7 @@ const char* RealFft::backendName() {
 }
 
 bool RealFft::setup(uint32_t size) {
-  if (size < 4 || size > kMaxSize || (size & (size - 1)) != 0) {
+  if (!isEngineFftSize(size)) {
     return false;
   }
   if (backend_ && size_ == size) {

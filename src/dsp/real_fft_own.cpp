@@ -18,6 +18,9 @@ const char* RealFft::backendName() {
 }
 
 bool RealFft::setup(uint32_t size) {
+  if (!isEngineFftSize(size)) {
+    return false;
+  }
   if (backend_ && size_ == size) {
     return true;
   }

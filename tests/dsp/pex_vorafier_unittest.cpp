@@ -122,8 +122,8 @@ TEST(EngineTest, PhaseKeepingRebuildEqualsThePolarForm) {
     packed[2 * k + 1] = zero ? 0.0f : size * value(random);
     bandWeight[k] = std::fabs(value(random));
     const float magnitude = std::hypot(packed[2 * k], packed[2 * k + 1]);
-    if (magnitude < 1e-5f) {
-      floorScale[k] = magnitude / 1e-5f;
+    if (magnitude < kFloorMagnitude) {
+      floorScale[k] = magnitude / kFloorMagnitude;
     }
   }
   std::vector<float> rebuilt = packed;
@@ -132,7 +132,7 @@ TEST(EngineTest, PhaseKeepingRebuildEqualsThePolarForm) {
   EXPECT_EQ(rebuilt[1], packed[1]);
   for (uint32_t k = 1; k < kBins; ++k) {
     const float magnitude = std::hypot(packed[2 * k], packed[2 * k + 1]);
-    const float floored = magnitude < 1e-5f ? magnitude * (magnitude / 1e-5f) : magnitude;
+    const float floored = magnitude < kFloorMagnitude ? magnitude * (magnitude / kFloorMagnitude) : magnitude;
     const float newMagnitude = floored * bandWeight[k];
     const float phase = std::atan2(packed[2 * k + 1], packed[2 * k]);
     const float tolerance = 8.0f * std::numeric_limits<float>::epsilon() * newMagnitude;
