@@ -43,20 +43,18 @@ int PexVorafier::setup(float sampleRate) {
   }
   const uint32_t fftSize = fftSizeForRate(sampleRate);
   bandBank_.build(sampleRate, fftSize, kBandThresholdDb);
-  if (!fft_.setup(fftSize)) {
+  if (!stft_.setup(fftSize)) {
     configured_ = false;
     return -1;
   }
   fftSize_ = fftSize;
-  hopSize_ = fftSize / kFramesPerHop;
+  hopSize_ = stft_.hopSize();
   hopMilliseconds_ = static_cast<float>(hopSize_) / sampleRate * 1000.0f;
   attackLength_ = limiterAttackSamples(sampleRate);
   releaseLength_ = limiterReleaseSamples(sampleRate);
 
   for (int ch = 0; ch < kMaxChannels; ++ch) {
     std::fill(channels_[ch].floorScale, channels_[ch].floorScale + kMaxBinCount, 1.0f);
-    channels_[ch].inputFifo.initialise(fftSize, hopSize_);
-    channels_[ch].overlapFifo.initialise(fftSize, hopSize_);
     channels_[ch].envelopeFifo.initialise(fftSize, hopSize_);
     dryFifo_[ch].initialise(fftSize, hopSize_);
   }
@@ -67,19 +65,6 @@ int PexVorafier::setup(float sampleRate) {
   const float n = static_cast<float>(fftSize);
   floorFirstBin_ = static_cast<uint32_t>(std::ceil(n * kFloorLowHz / sampleRate) + 1.0f);
   floorEndBin_ = std::min(static_cast<uint32_t>(std::ceil(n * kFloorHighHz / sampleRate) + 2.0f), fftSize / 2);
-
-  // Periodic Hann; analysis × synthesis overlap-added at a hop of N/4 sums
-  // to one.
-  float windowSum = 0.0f;
-  for (uint32_t i = 0; i < fftSize; ++i) {
-    analysisWindow_[i] = (1.0f - std::cos(static_cast<float>(i) * kTwoPi / n)) * 0.5f;
-    windowSum += analysisWindow_[i];
-  }
-  for (uint32_t i = 0; i < fftSize; ++i) {
-    const float w = analysisWindow_[i];
-    analysisWindow_[i] = w / windowSum;
-    synthesisWindow_[i] = windowSum * w / kHannSquaredOverlapSum;
-  }
 
   mixSmoother_.initialise(kMixSmoothingMs / hopMilliseconds_, 1.0f);
   configured_ = true;
@@ -92,7 +77,7 @@ void PexVorafier::applyParameterPayload(const unsigned char* payload) {
 }
 
 uint32_t PexVorafier::latency() const {
-  return configured_ ? fftSize_ - hopSize_ : 0;
+  return configured_ ? stft_.latency() : 0;
 }
 
 void PexVorafier::processStereo(float** channels, bool bypass, float mix) {
@@ -100,7 +85,7 @@ void PexVorafier::processStereo(float** channels, bool bypass, float mix) {
     return;
   }
   float* const pair[kMaxChannels] = {channels[0], channels[1]};
-  processHop(pair, bypass ? 0.0f : mix, true, true);
+  processHop(pair, bypass ? 0.0f : mix, {.smoothMix = true, .limit = true});
 }
 
 void PexVorafier::processMono(float* channel, bool bypass, float mix) {
@@ -108,56 +93,46 @@ void PexVorafier::processMono(float* channel, bool bypass, float mix) {
     return;
   }
   float* const pair[kMaxChannels] = {channel, nullptr};
-  processHop(pair, bypass ? 0.0f : mix, true, true);
+  processHop(pair, bypass ? 0.0f : mix, {.smoothMix = true, .limit = true});
 }
 
-void PexVorafier::analyse(StftChannel& channel, const float* input) {
-  channel.inputFifo.push(input);
-  float* work = channel.work;
-  const float* frame = channel.inputFifo.data();
-  for (uint32_t i = 0; i < fftSize_; ++i) {
-    work[i] = frame[i] * analysisWindow_[i];
-  }
-  fft_.forward(work, work);
+void PexVorafier::analyse(int channel, const float* input) {
+  SpectralChannel& c = channels_[channel];
+  float* spectrum = stft_.analyse(channel, input);
   // Bin 0 leaves the band processing; its real part and the Nyquist real
   // part are put back unchanged at synthesis.
-  channel.dcReal = work[0];
-  channel.nyquistReal = work[1];
-  work[0] = 0.0f;
-  work[1] = 0.0f;
+  c.dcReal = spectrum[0];
+  c.nyquistReal = spectrum[1];
+  spectrum[0] = 0.0f;
+  spectrum[1] = 0.0f;
   const uint32_t bins = fftSize_ / 2;
   for (uint32_t k = 0; k < bins; ++k) {
-    const float re = work[2 * k];
-    const float im = work[2 * k + 1];
-    channel.magnitude[k] = std::sqrt(re * re + im * im);
+    const float re = spectrum[2 * k];
+    const float im = spectrum[2 * k + 1];
+    c.magnitude[k] = std::sqrt(re * re + im * im);
   }
   for (uint32_t k = floorFirstBin_; k < floorEndBin_; ++k) {
-    const float m = channel.magnitude[k];
+    const float m = c.magnitude[k];
     const float scale = m < kFloorMagnitude ? m / kFloorMagnitude : 1.0f;
-    channel.magnitude[k] = m * scale;
-    channel.floorScale[k] = scale;
+    c.magnitude[k] = m * scale;
+    c.floorScale[k] = scale;
   }
 }
 
-void PexVorafier::synthesise(StftChannel& channel, const float* bandWeight, float* output, bool limit) {
-  float* work = channel.work;
-  scaleBins(work, bandWeight, channel.floorScale, fftSize_ / 2);
-  work[0] = channel.dcReal;
-  work[1] = channel.nyquistReal;
-  fft_.inverse(work, work);
-
-  float* overlap = channel.overlapFifo.data();
-  for (uint32_t i = 0; i < fftSize_; ++i) {
-    overlap[i] += work[i] * synthesisWindow_[i];
-  }
+void PexVorafier::synthesise(int channel, float* output, bool limit) {
+  SpectralChannel& c = channels_[channel];
+  float* spectrum = stft_.spectrum(channel);
+  scaleBins(spectrum, bandWeight_[channel], c.floorScale, fftSize_ / 2);
+  spectrum[0] = c.dcReal;
+  spectrum[1] = c.nyquistReal;
+  float* overlap = stft_.synthesise(channel);
   if (limit) {
-    channel.limiter.limit(overlap, channel.envelopeFifo, hopSize_, attackLength_, releaseLength_);
+    c.limiter.limit(overlap, c.envelopeFifo, hopSize_, attackLength_, releaseLength_);
   }
-  std::copy(overlap, overlap + hopSize_, output);
-  channel.overlapFifo.push(nullptr);
+  stft_.emit(channel, output);
 }
 
-void PexVorafier::processHop(float* const* io, float mixTarget, bool smoothMix, bool limit) {
+void PexVorafier::processHop(float* const* io, float mixTarget, HopOptions options) {
   const int channelCount = io[1] != nullptr ? 2 : 1;
   const uint32_t hop = hopSize_;
 
@@ -174,7 +149,7 @@ void PexVorafier::processHop(float* const* io, float mixTarget, bool smoothMix, 
     }
   }
 
-  const float mix = smoothMix ? mixSmoother_.step(mixTarget) : mixTarget;
+  const float mix = options.smoothMix ? mixSmoother_.step(mixTarget) : mixTarget;
   if (mix < kDryThreshold) {
     for (int ch = 0; ch < channelCount; ++ch) {
       dryFifo_[ch].push(io[ch]);
@@ -183,7 +158,7 @@ void PexVorafier::processHop(float* const* io, float mixTarget, bool smoothMix, 
 
   if (mix > kWetThreshold) {
     for (int ch = 0; ch < channelCount; ++ch) {
-      analyse(channels_[ch], io[ch]);
+      analyse(ch, io[ch]);
       std::fill(bandWeight_[ch], bandWeight_[ch] + fftSize_ / 2, 0.0f);
     }
     for (int band = 0; band < kBandCount; ++band) {
@@ -212,7 +187,7 @@ void PexVorafier::processHop(float* const* io, float mixTarget, bool smoothMix, 
       }
     }
     for (int ch = 0; ch < channelCount; ++ch) {
-      synthesise(channels_[ch], bandWeight_[ch], io[ch], limit);
+      synthesise(ch, io[ch], options.limit);
     }
   }
 

@@ -152,12 +152,12 @@ TEST(EngineTest, MixThresholdsSkipThePaths) {
   // dry hop (still silence) times 1 - m.
   for (int hop = 0; hop < 30; ++hop) {
     float* channels[2] = {signal.data() + 64 * hop, nullptr};
-    engine.processHop(channels, 1.0f, false, true);
+    engine.processHop(channels, 1.0f, {.smoothMix = false, .limit = true});
   }
   std::vector<float> last(signal.begin() + 64 * 30, signal.begin() + 64 * 31);
   const std::vector<float> before = last;
   float* channels[2] = {last.data(), nullptr};
-  engine.processHop(channels, 0.001f, false, true);
+  engine.processHop(channels, 0.001f, {.smoothMix = false, .limit = true});
   for (size_t i = 0; i < 64; ++i) {
     EXPECT_FLOAT_EQ(last[i], before[i] * 0.001f) << i;
   }
@@ -170,7 +170,7 @@ TEST(EngineTest, MixThresholdsSkipThePaths) {
     std::vector<float> out = signal;
     for (size_t start = 0; start < out.size(); start += 64) {
       float* wetChannels[2] = {out.data() + start, nullptr};
-      wet.processHop(wetChannels, mix, false, true);
+      wet.processHop(wetChannels, mix, {.smoothMix = false, .limit = true});
     }
     return out;
   };
