@@ -1,38 +1,12 @@
 #include "dsp/pex_vorafier.h"
 
-#include "dsp/bin_rebuild.h"
 #include "dsp/payload_codec.h"
+#include "dsp/spectral_kernels.h"
 
 #include <algorithm>
 #include <cmath>
 
 namespace vora {
-
-namespace {
-
-// 10^(dB/20) as exp(dB × ln(10)/20): equal within float rounding, and
-// cheaper than a general power.
-float dbToGain(float db) {
-  return std::exp(db * kNepersPerDecibel) - kFloatMinimum;
-}
-
-// Σ magnitude[k] × weight[k] over [first, end), with four partial sums so
-// that the loop vectorises; the order of summation only moves rounding.
-float weightedSum(const float* magnitude, const float* weight, uint32_t first, uint32_t end) {
-  float partial[4] = {0.0f, 0.0f, 0.0f, 0.0f};
-  uint32_t k = first;
-  for (; k + 4 <= end; k += 4) {
-    for (uint32_t j = 0; j < 4; ++j) {
-      partial[j] += magnitude[k + j] * weight[k + j];
-    }
-  }
-  for (; k < end; ++k) {
-    partial[0] += magnitude[k] * weight[k];
-  }
-  return (partial[0] + partial[1]) + (partial[2] + partial[3]);
-}
-
-} // namespace
 
 PexVorafier::PexVorafier() = default;
 
@@ -49,13 +23,13 @@ int PexVorafier::setup(float sampleRate) {
   }
   fftSize_ = fftSize;
   hopSize_ = stft_.hopSize();
+  layOutBands();
   hopMilliseconds_ = static_cast<float>(hopSize_) / sampleRate * 1000.0f;
   attackLength_ = limiterAttackSamples(sampleRate);
   releaseLength_ = limiterReleaseSamples(sampleRate);
 
   for (int ch = 0; ch < kMaxChannels; ++ch) {
     std::fill(channels_[ch].floorScale, channels_[ch].floorScale + kMaxBinCount, 1.0f);
-    channels_[ch].envelopeFifo.initialise(fftSize, hopSize_);
     dryFifo_[ch].initialise(fftSize, hopSize_);
   }
 
@@ -67,12 +41,39 @@ int PexVorafier::setup(float sampleRate) {
   floorEndBin_ = std::min(static_cast<uint32_t>(std::ceil(n * kFloorHighHz / sampleRate) + 2.0f), fftSize / 2);
 
   mixSmoother_.initialise(kMixSmoothingMs / hopMilliseconds_, 1.0f);
+  gainBank_.configure(parameters_, hopMilliseconds_);
   configured_ = true;
   return static_cast<int>(hopSize_);
 }
 
+// The band bank's weights as the kernels read them: each band over whole
+// vectors of bins (its range widened to multiples of 4, zero outside the
+// range), and for every eight bins the bands that reach them.
+void PexVorafier::layOutBands() {
+  for (int band = 0; band < kBandCount; ++band) {
+    const BandRange& range = bandBank_.ranges[band];
+    spanFirst_[band] = range.firstBin / 4 * 4;
+    spanEnd_[band] = (range.endBin + 3) / 4 * 4; // within fftSize / 2, a multiple of 4
+    float* weights = spanWeights_[band];
+    std::fill(weights, weights + kMaxBinCount, 0.0f);
+    std::copy(bandBank_.weights[band] + range.firstBin, bandBank_.weights[band] + range.endBin,
+              weights + range.firstBin);
+  }
+  for (uint32_t v = 0; v < fftSize_ / 16; ++v) {
+    bandsFrom_[v] = kBandCount;
+    bandsTo_[v] = 0;
+    for (int band = 0; band < kBandCount; ++band) {
+      if (spanFirst_[band] < 8 * v + 8 && 8 * v < spanEnd_[band]) {
+        bandsFrom_[v] = std::min(bandsFrom_[v], static_cast<uint8_t>(band));
+        bandsTo_[v] = static_cast<uint8_t>(band + 1);
+      }
+    }
+  }
+}
+
 void PexVorafier::applyParameterPayload(const unsigned char* payload) {
   decodePresetPayload(payload, parameters_);
+  gainBank_.configure(parameters_, hopMilliseconds_);
   presetApplied_ = true;
 }
 
@@ -98,36 +99,56 @@ void PexVorafier::processMono(float* channel, bool bypass, float mix) {
 
 void PexVorafier::analyse(int channel, const float* input) {
   SpectralChannel& c = channels_[channel];
-  float* spectrum = stft_.analyse(channel, input);
+  float* spectrum = stft_.analyse(channel, input, c.magnitude);
   // Bin 0 leaves the band processing; its real part and the Nyquist real
   // part are put back unchanged at synthesis.
   c.dcReal = spectrum[0];
   c.nyquistReal = spectrum[1];
   spectrum[0] = 0.0f;
   spectrum[1] = 0.0f;
-  const uint32_t bins = fftSize_ / 2;
-  for (uint32_t k = 0; k < bins; ++k) {
-    const float re = spectrum[2 * k];
-    const float im = spectrum[2 * k + 1];
-    c.magnitude[k] = std::sqrt(re * re + im * im);
+  c.magnitude[0] = 0.0f;
+  applyFloor(c.magnitude, c.floorScale, floorFirstBin_, floorEndBin_);
+}
+
+// Band levels, the gain computer and, per bin, W[k] = Σ_b weight_b[k] ×
+// gain_b: the new magnitude is the analysis magnitude times W, applied with
+// the phase at synthesis. The levels, gains and their conversions run for
+// four bands at a time.
+void PexVorafier::computeBandWeights(int channelCount) {
+  const float* magnitude[kMaxChannels] = {channels_[0].magnitude, channels_[1].magnitude};
+  bandSums(magnitude, channelCount, spanWeights_, spanFirst_, spanEnd_, kBandCount, bandSums_);
+  // The rows of the channels follow each other: one call converts all.
+  const uint32_t lanes = static_cast<uint32_t>(kLanes * channelCount);
+  levelsDb(&bandSums_[0][0], &levelsDb_[0][0], lanes);
+  gainBank_.compute(levelsDb_, channelCount, gainsDb_);
+  for (int ch = 0; ch < channelCount; ++ch) {
+    gainsDb_[ch][kBandCount - 1] = 0.0f; // the top band passes at unity
   }
-  for (uint32_t k = floorFirstBin_; k < floorEndBin_; ++k) {
-    const float m = c.magnitude[k];
-    const float scale = m < kFloorMagnitude ? m / kFloorMagnitude : 1.0f;
-    c.magnitude[k] = m * scale;
-    c.floorScale[k] = scale;
+  dbToGains(&gainsDb_[0][0], &gains_[0][0], lanes);
+
+  const float* gains[kMaxChannels] = {gains_[0], gains_[1]};
+  float* bandWeight[kMaxChannels] = {bandWeight_[0], bandWeight_[1]};
+  bandWeightsPerBin(spanWeights_, bandsFrom_, bandsTo_, gains, channelCount, bandWeight, fftSize_ / 2);
+  for (int band = 0; band < kBandCount; ++band) {
+    for (int ch = 0; ch < channelCount; ++ch) {
+      readout_.bandSum[band][ch] = bandSums_[ch][band];
+      readout_.gainDb[band][ch] = gainsDb_[ch][band];
+    }
   }
 }
 
+// The new bin is the analysis bin times W[k] × floorScale[k]: the band
+// bank's new magnitude over the original one, so the phase is kept without
+// a polar round trip (a zero bin stays zero). The inverse transform applies
+// it on its way in.
 void PexVorafier::synthesise(int channel, float* output, bool limit) {
   SpectralChannel& c = channels_[channel];
   float* spectrum = stft_.spectrum(channel);
-  scaleBins(spectrum, bandWeight_[channel], c.floorScale, fftSize_ / 2);
   spectrum[0] = c.dcReal;
   spectrum[1] = c.nyquistReal;
-  float* overlap = stft_.synthesise(channel);
+  float* overlap = stft_.synthesise(channel, bandWeight_[channel], c.floorScale);
   if (limit) {
-    c.limiter.limit(overlap, c.envelopeFifo, hopSize_, attackLength_, releaseLength_);
+    c.limiter.limit(overlap, limiterEnvelope_, hopSize_, attackLength_, releaseLength_);
   }
   stft_.emit(channel, output);
 }
@@ -139,14 +160,7 @@ void PexVorafier::processHop(float* const* io, float mixTarget, HopOptions optio
   // A non-finite sample would poison the smoothers and the limiter for good,
   // and so would a finite one so large that the spectrum overflows.
   for (int ch = 0; ch < channelCount; ++ch) {
-    float* samples = io[ch];
-    for (uint32_t i = 0; i < hop; ++i) {
-      if (!std::isfinite(samples[i])) {
-        samples[i] = 0.0f;
-      } else {
-        samples[i] = std::clamp(samples[i], -kLargestInput, kLargestInput);
-      }
-    }
+    sanitiseSamples(io[ch], hop);
   }
 
   const float mix = options.smoothMix ? mixSmoother_.step(mixTarget) : mixTarget;
@@ -159,46 +173,16 @@ void PexVorafier::processHop(float* const* io, float mixTarget, HopOptions optio
   if (mix > kWetThreshold) {
     for (int ch = 0; ch < channelCount; ++ch) {
       analyse(ch, io[ch]);
-      std::fill(bandWeight_[ch], bandWeight_[ch] + fftSize_ / 2, 0.0f);
     }
-    for (int band = 0; band < kBandCount; ++band) {
-      const BandRange& range = bandBank_.ranges[band];
-      const float* weights = bandBank_.weights[band];
-      float sums[kMaxChannels] = {0.0f, 0.0f};
-      for (int ch = 0; ch < channelCount; ++ch) {
-        sums[ch] = weightedSum(channels_[ch].magnitude, weights, range.firstBin, range.endBin);
-      }
-      BandGains gains;
-      if (band < kControlledBandCount) {
-        gains = computeBandGain(band, sums, channelCount, parameters_, hopMilliseconds_, slowGain_[band]);
-      }
-      for (int ch = 0; ch < channelCount; ++ch) {
-        readout_.bandSum[band][ch] = sums[ch];
-        readout_.gainDb[band][ch] = gains.gainDb[ch];
-      }
-      // The new magnitude is Σ_b magnitude × weight_b × gain_b; the
-      // magnitude is factored out and applied with the phase at synthesis.
-      for (int ch = 0; ch < channelCount; ++ch) {
-        const float gain = dbToGain(gains.gainDb[ch]);
-        float* bandWeight = bandWeight_[ch];
-        for (uint32_t k = range.firstBin; k < range.endBin; ++k) {
-          bandWeight[k] += weights[k] * gain;
-        }
-      }
-    }
+    computeBandWeights(channelCount);
     for (int ch = 0; ch < channelCount; ++ch) {
       synthesise(ch, io[ch], options.limit);
     }
   }
 
   if (mix < kDryThreshold) {
-    const float dryGain = 1.0f - mix;
     for (int ch = 0; ch < channelCount; ++ch) {
-      const float* dry = dryFifo_[ch].data();
-      float* out = io[ch];
-      for (uint32_t i = 0; i < hop; ++i) {
-        out[i] = out[i] * mix + dry[i] * dryGain;
-      }
+      crossfade(io[ch], dryFifo_[ch].data(), mix, hop);
     }
   }
 }

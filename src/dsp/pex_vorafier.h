@@ -12,7 +12,9 @@
 //                                                 └──► wet·m + dry·(1-m) ─► output hop
 //
 // The framing (windows, frames, FFT, overlap-add) is the Stft's; the engine
-// does the spectral work between its analysis and synthesis. The mix m
+// does the spectral work between its analysis and synthesis, in the
+// four-lane kernels of spectral_kernels.h, with the gain computers of all
+// bands stepped together (band_gain_bank.h). The mix m
 // follows its target through a 50 ms smoother; at or above 0.999 the dry
 // path is skipped, at or below 0.001 the wet path. Bypass sets the target
 // to 0. The latency is the STFT's, N - hop samples. Nothing allocates after
@@ -20,7 +22,7 @@
 #pragma once
 
 #include "dsp/band_bank.h"
-#include "dsp/band_gain_computer.h"
+#include "dsp/band_gain_bank.h"
 #include "dsp/engine_constants.h"
 #include "dsp/hop_fifo.h"
 #include "dsp/one_pole_smoother.h"
@@ -88,13 +90,14 @@ private:
   struct SpectralChannel {
     float dcReal = 0.0f;
     float nyquistReal = 0.0f;
-    float magnitude[kMaxBinCount] = {};  // after the low-magnitude floor
-    float floorScale[kMaxBinCount] = {}; // floored / original magnitude
-    HopFifo envelopeFifo;
+    alignas(16) float magnitude[kMaxBinCount] = {};  // after the low-magnitude floor
+    alignas(16) float floorScale[kMaxBinCount] = {}; // floored / original magnitude
     OutputLimiter limiter;
   };
 
+  void layOutBands();
   void analyse(int channel, const float* input);
+  void computeBandWeights(int channelCount);
   void synthesise(int channel, float* output, bool limit);
 
   bool presetApplied_ = false;
@@ -109,8 +112,24 @@ private:
   SpectralChannel channels_[kMaxChannels];
   HopFifo dryFifo_[kMaxChannels];
   BandBank bandBank_;
-  SlowGainState slowGain_[kControlledBandCount];
-  float bandWeight_[kMaxChannels][kMaxBinCount] = {}; // Σ over bands of weight × gain, per bin
+  BandGainBank gainBank_;
+  // Each band's weights over whole vectors of bins: its range widened to
+  // multiples of 4 and zero outside the range.
+  uint32_t spanFirst_[kBandCount] = {};
+  uint32_t spanEnd_[kBandCount] = {};
+  alignas(16) float spanWeights_[kBandCount][kMaxBinCount] = {};
+  // Per eight bins: the bands whose spans reach them, from .. to-1.
+  uint8_t bandsFrom_[kMaxBinCount / 8] = {};
+  uint8_t bandsTo_[kMaxBinCount / 8] = {};
+  // Per channel and band (lanes of the gain bank): the band-weighted
+  // magnitude sums, their levels, the gains in dB and as factors.
+  static constexpr int kLanes = BandGainBank::kLanes;
+  alignas(16) float bandSums_[kMaxChannels][kLanes] = {};
+  alignas(16) float levelsDb_[kMaxChannels][kLanes] = {};
+  alignas(16) float gainsDb_[kMaxChannels][kLanes] = {};
+  alignas(16) float gains_[kMaxChannels][kLanes] = {};
+  alignas(16) float bandWeight_[kMaxChannels][kMaxBinCount] = {}; // Σ over bands of weight × gain, per bin
+  alignas(16) float limiterEnvelope_[kMaxFftSize / 2] = {};       // the limiter's scratch, two hops
   uint32_t floorFirstBin_ = 0;
   uint32_t floorEndBin_ = 0;
   VorafierParameters parameters_;

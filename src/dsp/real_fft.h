@@ -16,6 +16,18 @@
 
 namespace vora {
 
+// Element-wise steps around a transform, folded into the passes its data
+// make anyway; each gives bit for bit what a separate loop would.
+struct FftForwardSteps {
+  const float* window = nullptr; // transforms input × window
+  float* magnitude = nullptr;    // also writes |X[k]|, k = 0 .. N/2-1 (bin 0: |Re bin 0|)
+};
+struct FftInverseSteps {
+  const float* scaleA = nullptr; // bins 1 .. N/2-1 first multiplied by scaleA[k] × scaleB[k]
+  const float* scaleB = nullptr;
+  const float* window = nullptr; // output += result × window instead of output = result
+};
+
 class RealFft {
 public:
   static constexpr uint32_t kMaxSize = kMaxFftSize;
@@ -30,9 +42,10 @@ public:
   bool setup(uint32_t size);
   uint32_t size() const { return size_; }
 
-  // In place is allowed (input == output).
-  void forward(const float* input, float* packedSpectrum);
-  void inverse(const float* packedSpectrum, float* output);
+  // In place is allowed (input == output) unless `steps` add a window to
+  // the inverse.
+  void forward(const float* input, float* packedSpectrum, const FftForwardSteps& steps = {});
+  void inverse(const float* packedSpectrum, float* output, const FftInverseSteps& steps = {});
 
   // Name of the backend compiled in ("own", "kissfft" or "fftw").
   static const char* backendName();

@@ -34,24 +34,17 @@ bool Stft::setup(uint32_t fftSize) {
   return true;
 }
 
-float* Stft::analyse(int channel, const float* hop) {
+float* Stft::analyse(int channel, const float* hop, float* magnitude) {
   Channel& c = channels_[channel];
   c.input.push(hop);
-  const float* frame = c.input.data();
-  for (uint32_t i = 0; i < fftSize_; ++i) {
-    c.spectrum[i] = frame[i] * analysisWindow_[i];
-  }
-  fft_.forward(c.spectrum, c.spectrum);
+  fft_.forward(c.input.data(), c.spectrum, {.window = analysisWindow_, .magnitude = magnitude});
   return c.spectrum;
 }
 
-float* Stft::synthesise(int channel) {
+float* Stft::synthesise(int channel, const float* scaleA, const float* scaleB) {
   Channel& c = channels_[channel];
-  fft_.inverse(c.spectrum, c.spectrum);
   float* overlap = c.overlap.data();
-  for (uint32_t i = 0; i < fftSize_; ++i) {
-    overlap[i] += c.spectrum[i] * synthesisWindow_[i];
-  }
+  fft_.inverse(c.spectrum, overlap, {.scaleA = scaleA, .scaleB = scaleB, .window = synthesisWindow_});
   return overlap;
 }
 

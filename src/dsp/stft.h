@@ -35,14 +35,17 @@ public:
 
   // Moves `hop` (hopSize() samples) into the channel's frame, windows it and
   // transforms it. Returns the channel's packed spectrum (RealFft's layout),
-  // which the caller may change in place before synthesise().
-  float* analyse(int channel, const float* hop);
+  // which the caller may change in place before synthesise(). With
+  // `magnitude`, also |X[k]| for k = 0 .. N/2-1, as RealFft::forward.
+  float* analyse(int channel, const float* hop, float* magnitude = nullptr);
   // The same spectrum, as analyse() left it or the caller changed it.
   float* spectrum(int channel) { return channels_[channel].spectrum; }
   // Transforms the channel's spectrum back, windows it and adds it into the
   // overlap buffer, which it returns: N samples, of which the first hop is
-  // now complete and may be changed in place before emit().
-  float* synthesise(int channel);
+  // now complete and may be changed in place before emit(). With `scaleA`
+  // and `scaleB`, bins 1 .. N/2-1 are first multiplied by
+  // scaleA[k] × scaleB[k], as RealFft::inverse.
+  float* synthesise(int channel, const float* scaleA = nullptr, const float* scaleB = nullptr);
   // Copies the complete hop to `out` and moves the overlap buffer on.
   void emit(int channel, float* out);
 
@@ -53,15 +56,15 @@ private:
   struct Channel {
     HopFifo input;
     HopFifo overlap;
-    float spectrum[kMaxFftSize] = {};
+    alignas(16) float spectrum[kMaxFftSize] = {};
   };
 
   uint32_t fftSize_ = 0;
   uint32_t hopSize_ = 0;
   RealFft fft_;
   Channel channels_[kMaxChannels];
-  float analysisWindow_[kMaxFftSize] = {};
-  float synthesisWindow_[kMaxFftSize] = {};
+  alignas(16) float analysisWindow_[kMaxFftSize] = {};
+  alignas(16) float synthesisWindow_[kMaxFftSize] = {};
 };
 
 } // namespace vora

@@ -15,12 +15,11 @@ struct LimiterRig {
     hop = fftSizeForRate(sampleRate) / kFramesPerHop;
     attack = limiterAttackSamples(sampleRate);
     release = limiterReleaseSamples(sampleRate);
-    envelope.initialise(4 * hop, hop);
   }
   void run(float* overlap) { limiter.limit(overlap, envelope, hop, attack, release); }
 
   OutputLimiter limiter;
-  HopFifo envelope;
+  float envelope[512];
   uint32_t hop;
   float attack, release;
 };

@@ -68,7 +68,8 @@ class RealFftTest : public testing::TestWithParam<uint32_t> {};
 // The backend compiled in and the plain path of the library's own transform
 // against the DFT; the vector path this target compiles (SSE2 or NEON) runs
 // the plain path's operations lane by lane in the same order, so it must
-// equal it bit for bit, forward and inverse.
+// equal it bit for bit, forward and inverse; and the backend's folded steps
+// equal the same steps done apart.
 TEST_P(RealFftTest, AccuracyAgainstDoubleDft) {
   const uint32_t n = GetParam();
   RealFft fft;
@@ -90,6 +91,41 @@ TEST_P(RealFftTest, AccuracyAgainstDoubleDft) {
   scalar->inverse(input.data(), plain.data());
   native->inverse(input.data(), vector.data());
   EXPECT_EQ(plain, vector) << Vec4Native::kName << " inverse, N=" << n;
+
+  // The steps folded into the transforms give what separate loops give:
+  // window, magnitudes; per-bin scale, window and overlap-add.
+  std::vector<float> window(n), scaleA(n / 2), scaleB(n / 2), magnitude(n / 2), fusedMagnitude(n / 2);
+  for (uint32_t i = 0; i < n; ++i) {
+    window[i] = 0.5f + 0.5f * sample(random);
+  }
+  for (uint32_t k = 0; k < n / 2; ++k) {
+    scaleA[k] = 2.0f * sample(random);
+    scaleB[k] = sample(random);
+  }
+  std::vector<float> windowed(n), separate(n), fused(n);
+  for (uint32_t i = 0; i < n; ++i) {
+    windowed[i] = input[i] * window[i];
+  }
+  fft.forward(windowed.data(), separate.data());
+  fft.forward(input.data(), fused.data(), {.window = window.data(), .magnitude = fusedMagnitude.data()});
+  EXPECT_EQ(separate, fused) << "forward with window, N=" << n;
+  magnitude[0] = std::fabs(separate[0]);
+  for (uint32_t k = 1; k < n / 2; ++k) {
+    magnitude[k] = std::sqrt(separate[2 * k] * separate[2 * k] + separate[2 * k + 1] * separate[2 * k + 1]);
+  }
+  EXPECT_EQ(magnitude, fusedMagnitude) << "magnitudes, N=" << n;
+  std::vector<float> scaled = separate, sum = input, fusedSum = input;
+  for (uint32_t k = 1; k < n / 2; ++k) {
+    scaled[2 * k] *= scaleA[k] * scaleB[k];
+    scaled[2 * k + 1] *= scaleA[k] * scaleB[k];
+  }
+  fft.inverse(scaled.data(), windowed.data());
+  for (uint32_t i = 0; i < n; ++i) {
+    sum[i] += windowed[i] * window[i];
+  }
+  fft.inverse(separate.data(), fusedSum.data(),
+              {.scaleA = scaleA.data(), .scaleB = scaleB.data(), .window = window.data()});
+  EXPECT_EQ(sum, fusedSum) << "inverse with scale and overlap-add, N=" << n;
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, RealFftTest, testing::Values(256u, 512u, 1024u));
