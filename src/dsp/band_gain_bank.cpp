@@ -41,21 +41,4 @@ void BandGainBank::deriveLengths() {
   derivePending_ = false;
 }
 
-void BandGainBank::advanceLine(Line& line, float smoothed) {
-  // Compared before raising to 1, so a 0 ms delay clears its one-entry line
-  // every hop; harmless, since this hop's slow gain was read before.
-  uint32_t delay = line.delayHops;
-  if (delay != line.length) {
-    delay = std::max(delay, 1u);
-    line.length = delay;
-    std::fill(line.values, line.values + delay, 0.0f);
-  }
-  line.values[line.writeIndex] = -smoothed;
-  // The indices are not reset when the length changes, so one may be past
-  // the end after a shorter delay: the remainder brings it back.
-  const auto next = [&line](uint32_t index) { return index + 1 < line.length ? index + 1 : (index + 1) % line.length; };
-  line.writeIndex = next(line.writeIndex);
-  line.readIndex = next(line.readIndex);
-}
-
 } // namespace vora

@@ -82,7 +82,25 @@ private:
   };
 
   void deriveLengths();
-  static void advanceLine(Line& line, float smoothed);
+
+  // Writes the hop's slow gain -smoothed into the line and moves both
+  // indices on, after clearing the line if its length changed.
+  static void advanceLine(Line& line, float smoothed) {
+    // Compared before raising to 1, so a 0 ms delay clears its one-entry
+    // line every hop; harmless, since this hop's slow gain was read before.
+    uint32_t delay = line.delayHops;
+    if (delay != line.length) {
+      delay = std::max(delay, 1u);
+      line.length = delay;
+      std::fill(line.values, line.values + delay, 0.0f);
+    }
+    line.values[line.writeIndex] = -smoothed;
+    // The indices are not reset when the length changes, so one may be past
+    // the end after a shorter delay: the remainder brings it back.
+    const uint32_t length = line.length;
+    line.writeIndex = line.writeIndex + 1 < length ? line.writeIndex + 1 : (line.writeIndex + 1) % length;
+    line.readIndex = line.readIndex + 1 < length ? line.readIndex + 1 : (line.readIndex + 1) % length;
+  }
 
   // Per band in lanes 0..12; lanes 13..15 stay zero.
   alignas(16) float fastThresholdDb_[kMaxChannels][kLanes] = {};

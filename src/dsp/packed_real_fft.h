@@ -78,12 +78,10 @@ public:
   void forward(const float* input, float* packed, const FftForwardSteps& steps = {}) {
     for (uint32_t i = 0; i < half_; i += 4) {
       V even, odd;
-      Ops::deinterleave(input + 2 * i, even, odd);
       if (steps.window != nullptr) {
-        V windowEven, windowOdd;
-        Ops::deinterleave(steps.window + 2 * i, windowEven, windowOdd);
-        even = Ops::mul(even, windowEven);
-        odd = Ops::mul(odd, windowOdd);
+        Ops::deinterleaveProduct(input + 2 * i, steps.window + 2 * i, even, odd);
+      } else {
+        Ops::deinterleave(input + 2 * i, even, odd);
       }
       Ops::store(aRe_ + i, even);
       Ops::store(aIm_ + i, odd);
@@ -168,11 +166,7 @@ public:
       return;
     }
     for (uint32_t i = 0; i < half_; i += 4) {
-      V sumEven, sumOdd, windowEven, windowOdd;
-      Ops::deinterleave(output + 2 * i, sumEven, sumOdd);
-      Ops::deinterleave(steps.window + 2 * i, windowEven, windowOdd);
-      Ops::interleave(output + 2 * i, Ops::add(sumEven, Ops::mul(Ops::load(zRe + i), windowEven)),
-                      Ops::add(sumOdd, Ops::mul(Ops::load(zIm + i), windowOdd)));
+      Ops::interleaveMultiplyAdd(output + 2 * i, steps.window + 2 * i, Ops::load(zRe + i), Ops::load(zIm + i));
     }
   }
 

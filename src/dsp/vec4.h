@@ -118,6 +118,20 @@ struct Vec4Scalar {
       p[2 * i + 1] = odd.lane[i];
     }
   }
+  // deinterleave of p[i] × w[i], i = 0..7.
+  static void deinterleaveProduct(const float* p, const float* w, V& even, V& odd) {
+    for (int i = 0; i < 4; ++i) {
+      even.lane[i] = p[2 * i] * w[2 * i];
+      odd.lane[i] = p[2 * i + 1] * w[2 * i + 1];
+    }
+  }
+  // sum[i] += interleave(even, odd)[i] × w[i], i = 0..7.
+  static void interleaveMultiplyAdd(float* sum, const float* w, V even, V odd) {
+    for (int i = 0; i < 4; ++i) {
+      sum[2 * i] = sum[2 * i] + even.lane[i] * w[2 * i];
+      sum[2 * i + 1] = sum[2 * i + 1] + odd.lane[i] * w[2 * i + 1];
+    }
+  }
 
 private:
   template <class F> static V map(V a, F f) { return {{f(a.lane[0]), f(a.lane[1]), f(a.lane[2]), f(a.lane[3])}}; }
@@ -170,6 +184,18 @@ struct Vec4Sse2 {
   static void interleave(float* p, V even, V odd) {
     _mm_storeu_ps(p, _mm_unpacklo_ps(even, odd));
     _mm_storeu_ps(p + 4, _mm_unpackhi_ps(even, odd));
+  }
+  static void deinterleaveProduct(const float* p, const float* w, V& even, V& odd) {
+    const V lo = _mm_mul_ps(_mm_loadu_ps(p), _mm_loadu_ps(w));
+    const V hi = _mm_mul_ps(_mm_loadu_ps(p + 4), _mm_loadu_ps(w + 4));
+    even = _mm_shuffle_ps(lo, hi, _MM_SHUFFLE(2, 0, 2, 0));
+    odd = _mm_shuffle_ps(lo, hi, _MM_SHUFFLE(3, 1, 3, 1));
+  }
+  static void interleaveMultiplyAdd(float* sum, const float* w, V even, V odd) {
+    const V lo = _mm_mul_ps(_mm_unpacklo_ps(even, odd), _mm_loadu_ps(w));
+    const V hi = _mm_mul_ps(_mm_unpackhi_ps(even, odd), _mm_loadu_ps(w + 4));
+    _mm_storeu_ps(sum, _mm_add_ps(_mm_loadu_ps(sum), lo));
+    _mm_storeu_ps(sum + 4, _mm_add_ps(_mm_loadu_ps(sum + 4), hi));
   }
 };
 using Vec4Native = Vec4Sse2;
@@ -232,6 +258,19 @@ struct Vec4Neon {
     pair.val[0] = even;
     pair.val[1] = odd;
     vst2q_f32(p, pair);
+  }
+  static void deinterleaveProduct(const float* p, const float* w, V& even, V& odd) {
+    const float32x4x2_t x = vld2q_f32(p);
+    const float32x4x2_t y = vld2q_f32(w);
+    even = vmulq_f32(x.val[0], y.val[0]);
+    odd = vmulq_f32(x.val[1], y.val[1]);
+  }
+  static void interleaveMultiplyAdd(float* sum, const float* w, V even, V odd) {
+    float32x4x2_t s = vld2q_f32(sum);
+    const float32x4x2_t y = vld2q_f32(w);
+    s.val[0] = vaddq_f32(s.val[0], vmulq_f32(even, y.val[0]));
+    s.val[1] = vaddq_f32(s.val[1], vmulq_f32(odd, y.val[1]));
+    vst2q_f32(sum, s);
   }
 
 private:

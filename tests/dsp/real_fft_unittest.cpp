@@ -92,8 +92,8 @@ TEST_P(RealFftTest, AccuracyAgainstDoubleDft) {
   native->inverse(input.data(), vector.data());
   EXPECT_EQ(plain, vector) << Vec4Native::kName << " inverse, N=" << n;
 
-  // The steps folded into the transforms give what separate loops give:
-  // window, magnitudes; per-bin scale, window and overlap-add.
+  // The same with the steps folded in: window, magnitudes; per-bin scale,
+  // window and overlap-add.
   std::vector<float> window(n), scaleA(n / 2), scaleB(n / 2), magnitude(n / 2), fusedMagnitude(n / 2);
   for (uint32_t i = 0; i < n; ++i) {
     window[i] = 0.5f + 0.5f * sample(random);
@@ -102,6 +102,17 @@ TEST_P(RealFftTest, AccuracyAgainstDoubleDft) {
     scaleA[k] = 2.0f * sample(random);
     scaleB[k] = sample(random);
   }
+  scalar->forward(input.data(), plain.data(), {.window = window.data(), .magnitude = magnitude.data()});
+  native->forward(input.data(), vector.data(), {.window = window.data(), .magnitude = fusedMagnitude.data()});
+  EXPECT_EQ(plain, vector) << Vec4Native::kName << " forward with steps, N=" << n;
+  EXPECT_EQ(magnitude, fusedMagnitude) << Vec4Native::kName << " magnitudes, N=" << n;
+  std::vector<float> plainSum = input, vectorSum = input;
+  const FftInverseSteps inverseSteps{.scaleA = scaleA.data(), .scaleB = scaleB.data(), .window = window.data()};
+  scalar->inverse(plain.data(), plainSum.data(), inverseSteps);
+  native->inverse(plain.data(), vectorSum.data(), inverseSteps);
+  EXPECT_EQ(plainSum, vectorSum) << Vec4Native::kName << " inverse with steps, N=" << n;
+
+  // And the backend's folded steps give what separate loops give.
   std::vector<float> windowed(n), separate(n), fused(n);
   for (uint32_t i = 0; i < n; ++i) {
     windowed[i] = input[i] * window[i];
@@ -123,8 +134,7 @@ TEST_P(RealFftTest, AccuracyAgainstDoubleDft) {
   for (uint32_t i = 0; i < n; ++i) {
     sum[i] += windowed[i] * window[i];
   }
-  fft.inverse(separate.data(), fusedSum.data(),
-              {.scaleA = scaleA.data(), .scaleB = scaleB.data(), .window = window.data()});
+  fft.inverse(separate.data(), fusedSum.data(), inverseSteps);
   EXPECT_EQ(sum, fusedSum) << "inverse with scale and overlap-add, N=" << n;
 }
 
