@@ -43,4 +43,18 @@ struct BandBank {
   void build(float rate, uint32_t size, float thresholdDb);
 };
 
+// A bank's weights as the engine's vector kernels read them: each band over
+// whole vectors of bins (its range widened to multiples of 4, the weights
+// zero outside the range), and for every eight bins the bands that reach
+// them, from bandsFrom to bandsTo - 1.
+struct BandSpans {
+  uint32_t first[kBandCount] = {};
+  uint32_t end[kBandCount] = {};
+  uint8_t bandsFrom[kMaxBinCount / 8] = {};
+  uint8_t bandsTo[kMaxBinCount / 8] = {};
+  alignas(16) float weights[kBandCount][kMaxBinCount] = {};
+
+  void build(const BandBank& bank);
+};
+
 } // namespace vora

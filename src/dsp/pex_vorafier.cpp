@@ -23,7 +23,7 @@ int PexVorafier::setup(float sampleRate) {
   }
   fftSize_ = fftSize;
   hopSize_ = stft_.hopSize();
-  layOutBands();
+  bandSpans_.build(bandBank_);
   hopMilliseconds_ = static_cast<float>(hopSize_) / sampleRate * 1000.0f;
   attackLength_ = limiterAttackSamples(sampleRate);
   releaseLength_ = limiterReleaseSamples(sampleRate);
@@ -44,31 +44,6 @@ int PexVorafier::setup(float sampleRate) {
   gainBank_.configure(parameters_, hopMilliseconds_);
   configured_ = true;
   return static_cast<int>(hopSize_);
-}
-
-// The band bank's weights as the kernels read them: each band over whole
-// vectors of bins (its range widened to multiples of 4, zero outside the
-// range), and for every eight bins the bands that reach them.
-void PexVorafier::layOutBands() {
-  for (int band = 0; band < kBandCount; ++band) {
-    const BandRange& range = bandBank_.ranges[band];
-    spanFirst_[band] = range.firstBin / 4 * 4;
-    spanEnd_[band] = (range.endBin + 3) / 4 * 4; // within fftSize / 2, a multiple of 4
-    float* weights = spanWeights_[band];
-    std::fill(weights, weights + kMaxBinCount, 0.0f);
-    std::copy(bandBank_.weights[band] + range.firstBin, bandBank_.weights[band] + range.endBin,
-              weights + range.firstBin);
-  }
-  for (uint32_t v = 0; v < fftSize_ / 16; ++v) {
-    bandsFrom_[v] = kBandCount;
-    bandsTo_[v] = 0;
-    for (int band = 0; band < kBandCount; ++band) {
-      if (spanFirst_[band] < 8 * v + 8 && 8 * v < spanEnd_[band]) {
-        bandsFrom_[v] = std::min(bandsFrom_[v], static_cast<uint8_t>(band));
-        bandsTo_[v] = static_cast<uint8_t>(band + 1);
-      }
-    }
-  }
 }
 
 void PexVorafier::applyParameterPayload(const unsigned char* payload) {
@@ -116,7 +91,7 @@ void PexVorafier::analyse(int channel, const float* input) {
 // four bands at a time.
 void PexVorafier::computeBandWeights(int channelCount) {
   const float* magnitude[kMaxChannels] = {channels_[0].magnitude, channels_[1].magnitude};
-  bandSums(magnitude, channelCount, spanWeights_, spanFirst_, spanEnd_, kBandCount, bandSums_);
+  bandSums(magnitude, channelCount, bandSpans_.weights, bandSpans_.first, bandSpans_.end, kBandCount, bandSums_);
   // The rows of the channels follow each other: one call converts all.
   const uint32_t lanes = static_cast<uint32_t>(kLanes * channelCount);
   levelsDb(&bandSums_[0][0], &levelsDb_[0][0], lanes);
@@ -128,7 +103,8 @@ void PexVorafier::computeBandWeights(int channelCount) {
 
   const float* gains[kMaxChannels] = {gains_[0], gains_[1]};
   float* bandWeight[kMaxChannels] = {bandWeight_[0], bandWeight_[1]};
-  bandWeightsPerBin(spanWeights_, bandsFrom_, bandsTo_, gains, channelCount, bandWeight, fftSize_ / 2);
+  bandWeightsPerBin(bandSpans_.weights, bandSpans_.bandsFrom, bandSpans_.bandsTo, gains, channelCount, bandWeight,
+                    fftSize_ / 2);
   for (int band = 0; band < kBandCount; ++band) {
     for (int ch = 0; ch < channelCount; ++ch) {
       readout_.bandSum[band][ch] = bandSums_[ch][band];

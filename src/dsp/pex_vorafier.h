@@ -95,7 +95,6 @@ private:
     OutputLimiter limiter;
   };
 
-  void layOutBands();
   void analyse(int channel, const float* input);
   void computeBandWeights(int channelCount);
   void synthesise(int channel, float* output, bool limit);
@@ -113,14 +112,7 @@ private:
   HopFifo dryFifo_[kMaxChannels];
   BandBank bandBank_;
   BandGainBank gainBank_;
-  // Each band's weights over whole vectors of bins: its range widened to
-  // multiples of 4 and zero outside the range.
-  uint32_t spanFirst_[kBandCount] = {};
-  uint32_t spanEnd_[kBandCount] = {};
-  alignas(16) float spanWeights_[kBandCount][kMaxBinCount] = {};
-  // Per eight bins: the bands whose spans reach them, from .. to-1.
-  uint8_t bandsFrom_[kMaxBinCount / 8] = {};
-  uint8_t bandsTo_[kMaxBinCount / 8] = {};
+  BandSpans bandSpans_;
   // Per channel and band (lanes of the gain bank): the band-weighted
   // magnitude sums, their levels, the gains in dB and as factors.
   static constexpr int kLanes = BandGainBank::kLanes;

@@ -18,34 +18,14 @@ using Plain = Vec4Scalar;
 using Vector = Vec4Native;
 using Floats = std::vector<float>;
 
-// The weights of the bands at a rate, zero outside each band's range, over
-// spans widened to whole vectors, with the bands reaching each eight bins:
-// the engine's layout.
-struct Spans {
-  explicit Spans(float rate) {
+// The engine's layout of the bands at a rate.
+struct Spans : BandSpans {
+  explicit Spans(float rate) : bins(fftSizeForRate(rate) / 2) {
     auto bank = std::make_unique<BandBank>();
-    bins = fftSizeForRate(rate) / 2;
     bank->build(rate, 2 * bins, kBandThresholdDb);
-    for (int b = 0; b < kBandCount; ++b) {
-      const BandRange& range = bank->ranges[b];
-      first[b] = range.firstBin / 4 * 4;
-      end[b] = (range.endBin + 3) / 4 * 4;
-      std::copy(bank->weights[b] + range.firstBin, bank->weights[b] + range.endBin, weights[b] + range.firstBin);
-    }
-    for (uint32_t v = 0; v < bins / 8; ++v) {
-      from[v] = kBandCount;
-      for (int b = 0; b < kBandCount; ++b) {
-        if (first[b] < 8 * v + 8 && 8 * v < end[b]) {
-          from[v] = std::min(from[v], static_cast<uint8_t>(b));
-          to[v] = static_cast<uint8_t>(b + 1);
-        }
-      }
-    }
+    build(*bank);
   }
-  uint32_t bins = 0;
-  alignas(16) float weights[kBandCount][kMaxBinCount] = {};
-  uint32_t first[kBandCount] = {}, end[kBandCount] = {};
-  uint8_t from[kMaxBinCount / 8] = {}, to[kMaxBinCount / 8] = {};
+  uint32_t bins;
 };
 
 Floats uniform(std::mt19937& random, size_t n, float low, float high) {
@@ -76,8 +56,8 @@ TEST(SpectralKernelsTest, VectorPathEqualsThePlainPathBitForBit) {
       Floats plainW[2] = {Floats(bins), Floats(bins)}, vectorW[2] = {Floats(bins), Floats(bins)};
       float* plainOut[2] = {plainW[0].data(), plainW[1].data()};
       float* vectorOut[2] = {vectorW[0].data(), vectorW[1].data()};
-      bandWeightsPerBin<Plain>(spans->weights, spans->from, spans->to, gains, channels, plainOut, bins);
-      bandWeightsPerBin<Vector>(spans->weights, spans->from, spans->to, gains, channels, vectorOut, bins);
+      bandWeightsPerBin<Plain>(spans->weights, spans->bandsFrom, spans->bandsTo, gains, channels, plainOut, bins);
+      bandWeightsPerBin<Vector>(spans->weights, spans->bandsFrom, spans->bandsTo, gains, channels, vectorOut, bins);
       for (int c = 0; c < channels; ++c) {
         // The sums in another order than a plain loop's: within rounding of
         // the exact sum; the weights per bin in the plain loop's order.
