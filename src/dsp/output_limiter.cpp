@@ -1,6 +1,6 @@
 #include "dsp/output_limiter.h"
 
-#include "dsp/spectral_kernels.h"
+#include "dsp/engine_kernels.h"
 
 #include <algorithm>
 #include <cmath>

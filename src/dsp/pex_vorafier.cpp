@@ -1,7 +1,7 @@
 #include "dsp/pex_vorafier.h"
 
+#include "dsp/engine_kernels.h"
 #include "dsp/payload_codec.h"
-#include "dsp/spectral_kernels.h"
 
 #include <algorithm>
 #include <cmath>

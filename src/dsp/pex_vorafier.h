@@ -13,7 +13,7 @@
 //
 // The framing (windows, frames, FFT, overlap-add) is the Stft's; the engine
 // does the spectral work between its analysis and synthesis, in the
-// four-lane kernels of spectral_kernels.h, with the gain computers of all
+// four-lane kernels of engine_kernels.h, with the gain computers of all
 // bands stepped together (band_gain_bank.h). The mix m
 // follows its target through a 50 ms smoother; at or above 0.999 the dry
 // path is skipped, at or below 0.001 the wet path. Bypass sets the target

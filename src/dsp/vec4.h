@@ -1,5 +1,5 @@
 // Four-lane float vectors with the handful of operations the transform in
-// packed_real_fft.h and the engine's kernels (spectral_kernels.h) need.
+// packed_real_fft.h and the engine's kernels (engine_kernels.h) need.
 // Both are written once against this interface; Vec4Scalar runs them as
 // plain C++ on any target and is the reference the SSE2 and NEON versions
 // are checked against. Vec4Native is the fastest one the target compiles.

@@ -1,4 +1,4 @@
-#include "dsp/spectral_kernels.h"
+#include "dsp/engine_kernels.h"
 
 #include "dsp/band_bank.h"
 #include "dsp/band_gain_computer.h"
@@ -39,7 +39,7 @@ Floats uniform(std::mt19937& random, size_t n, float low, float high) {
 
 // Every kernel with SSE2 or NEON against the same kernel in plain C++, on
 // data that keep clear of denormals (which NEON flushes): the same bits.
-TEST(SpectralKernelsTest, VectorPathEqualsThePlainPathBitForBit) {
+TEST(EngineKernelsTest, VectorPathEqualsThePlainPathBitForBit) {
   std::mt19937 random(17u);
   for (const float rate : {48000.0f, 96000.0f, 192000.0f}) {
     const auto spans = std::make_unique<Spans>(rate);
@@ -119,7 +119,7 @@ TEST(SpectralKernelsTest, VectorPathEqualsThePlainPathBitForBit) {
 // The polynomials that stand in for log10 and exp, against the library,
 // within the bounds their comments state, from silence to far above full
 // scale; the vector and plain paths agree bit for bit.
-TEST(SpectralKernelsTest, PolynomialLevelsAndGainsStayWithinTheirBounds) {
+TEST(EngineKernelsTest, PolynomialLevelsAndGainsStayWithinTheirBounds) {
   Floats sums, decibels;
   sums.push_back(0.0f);
   for (double x = 2e-38; x < 1e13; x *= 1.003) { // normal floats: NEON flushes denormals
