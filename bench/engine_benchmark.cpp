@@ -24,7 +24,6 @@
 namespace {
 
 using larkspin_bench::BareStft;
-using larkspin_bench::fftSizeFor;
 
 using vora::PexVorafier;
 using vora::RealFft;
@@ -133,7 +132,7 @@ void BM_Engine(benchmark::State& state) {
 void BM_BareStft(benchmark::State& state) {
   const int rateHz = static_cast<int>(state.range(0));
   const int channels = static_cast<int>(state.range(1));
-  auto stft = std::make_unique<BareStft>(fftSizeFor(rateHz));
+  auto stft = std::make_unique<BareStft>(vora::fftSizeForRate(float(rateHz)));
   HopSource source(rateHz, stft->hop(), channels);
   for (auto _ : state) {
     float** buffers = source.next();

@@ -29,7 +29,6 @@
 namespace {
 
 using larkspin_bench::BareStft;
-using larkspin_bench::fftSizeFor;
 
 constexpr int kRatesHz[] = {44100, 48000, 96000, 192000};
 constexpr int kBlocks[] = {64, 256, 1024};
@@ -88,7 +87,7 @@ std::map<std::tuple<int, int, int>, double> gNsPerFrame;
 void BM_BareStft(benchmark::State& state) {
   const int rateHz = int(state.range(0));
   const int channels = int(state.range(1));
-  auto stft = std::make_unique<BareStft>(fftSizeFor(rateHz));
+  auto stft = std::make_unique<BareStft>(vora::fftSizeForRate(float(rateHz)));
   BlockSource source(rateHz, int(stft->hop()), channels);
   for (auto _ : state) {
     float** buffers = source.next();

@@ -11,6 +11,7 @@
 
 #include "api/debug_info.h"
 #include "api/denormal_guard.h"
+#include "dsp/engine_constants.h"
 #include "dsp/node_pexon.h"
 #include "dsp/payload_codec.h"
 #include "dsp/preset_conversion.h"
@@ -217,7 +218,7 @@ bool GenericAudioProcessor::getBandReadout(float* levelsDb, float* gainsDb) cons
   for (int band = 0; band < VORA_AP_BAND_COUNT; ++band) {
     for (int ch = 0; ch < 2; ++ch) {
       // As the gain computer measures it; silence reads -758.6 dB.
-      levelsDb[band * 2 + ch] = 20.0f * std::log10(std::fabs(readout.bandSum[band][ch]) + 1.1754944e-38f);
+      levelsDb[band * 2 + ch] = 20.0f * std::log10(std::fabs(readout.bandSum[band][ch]) + kFloatMinimum);
     }
   }
   std::memcpy(gainsDb, readout.gainDb, sizeof readout.gainDb);

@@ -3,7 +3,7 @@
 #include <larkspin/vora_preset.h>
 
 #include "dsp/band_bank.h"
-#include "dsp/pex_vorafier.h"
+#include "dsp/engine_constants.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,7 +16,7 @@ namespace {
 constexpr double kFloorDb = -379.2977945366163;
 
 bool supportedRate(float sampleRate) {
-  return sampleRate >= vora::PexVorafier::kMinSampleRate && sampleRate <= vora::PexVorafier::kMaxSampleRate;
+  return sampleRate >= vora::kMinSampleRate && sampleRate <= vora::kMaxSampleRate;
 }
 
 } // namespace

@@ -84,7 +84,7 @@ double bandWeightDb(int band, double sampleRate, double omega) {
 void BandBank::build(float rate, uint32_t size, float thresholdDb) {
   fftSize = size;
   binCount = size / 2;
-  const float threshold = std::pow(10.0f, thresholdDb / 20.0f) - 1.1754944e-38f;
+  const float threshold = std::pow(10.0f, thresholdDb / 20.0f) - kFloatMinimum;
   for (int band = 0; band < kBandCount; ++band) {
     float* table = weights[band];
     std::fill(table, table + kMaxBinCount, 0.0f);
@@ -106,6 +106,26 @@ void BandBank::build(float rate, uint32_t size, float thresholdDb) {
       first = end = 0;
     }
     ranges[band] = {table + first, first, end};
+  }
+}
+
+void BandSpans::build(const BandBank& bank) {
+  for (int band = 0; band < kBandCount; ++band) {
+    const BandRange& range = bank.ranges[band];
+    first[band] = range.firstBin / 4 * 4;
+    end[band] = (range.endBin + 3) / 4 * 4; // within binCount, a multiple of 4
+    std::fill(weights[band], weights[band] + kMaxBinCount, 0.0f);
+    std::copy(bank.weights[band] + range.firstBin, bank.weights[band] + range.endBin, weights[band] + range.firstBin);
+  }
+  for (uint32_t v = 0; v < bank.binCount / 8; ++v) {
+    bandsFrom[v] = kBandCount;
+    bandsTo[v] = 0;
+    for (int band = 0; band < kBandCount; ++band) {
+      if (first[band] < 8 * v + 8 && 8 * v < end[band]) {
+        bandsFrom[v] = std::min(bandsFrom[v], static_cast<uint8_t>(band));
+        bandsTo[v] = static_cast<uint8_t>(band + 1);
+      }
+    }
   }
 }
 

@@ -4,13 +4,12 @@
 // transform Butterworth filter at the FFT's bin frequencies.
 #pragma once
 
+#include "dsp/engine_constants.h"
 #include "dsp/vorafier_parameters.h"
 
 #include <cstdint>
 
 namespace vora {
-
-inline constexpr uint32_t kMaxBinCount = 512;
 
 // Band edges in Hz for the bandpass bands: band i (1..12) spans
 // kBandEdgesHz[i-1] .. kBandEdgesHz[i]; each edge is the previous times sqrt(2).
@@ -18,12 +17,6 @@ inline constexpr double kBandEdgesHz[13] = {210.224103813429, 297.30177875068,  
                                             840.896415253714, 1189.20711500272, 1681.79283050743, 2378.41423000544,
                                             3363.58566101486, 4756.82846001089, 6727.17132202972, 9513.65692002177,
                                             13454.3426440594};
-
-// FFT size of the engine at `sampleRate` (Hz): 256 up to 50 kHz, 512 up to
-// 100 kHz, 1024 above.
-inline uint32_t fftSizeForRate(float sampleRate) {
-  return sampleRate <= 50000.0f ? 256u : sampleRate <= 100000.0f ? 512u : 1024u;
-}
 
 // |H|^2 of band `band` (0..13) at the angular frequency `omega` (rad/sample,
 // above 0 and up to pi) for `sampleRate` (Hz): the formula behind every table
@@ -51,6 +44,20 @@ struct BandBank {
   // precision, stored as float) and finds each band's range with a
   // threshold of `thresholdDb`.
   void build(float rate, uint32_t size, float thresholdDb);
+};
+
+// A bank's weights as the engine's vector kernels read them: each band over
+// whole vectors of bins (its range widened to multiples of 4, the weights
+// zero outside the range), and for every eight bins the bands that reach
+// them, from bandsFrom to bandsTo - 1.
+struct BandSpans {
+  uint32_t first[kBandCount] = {};
+  uint32_t end[kBandCount] = {};
+  uint8_t bandsFrom[kMaxBinCount / 8] = {};
+  uint8_t bandsTo[kMaxBinCount / 8] = {};
+  alignas(16) float weights[kBandCount][kMaxBinCount] = {};
+
+  void build(const BandBank& bank);
 };
 
 } // namespace vora

@@ -1,13 +1,11 @@
 #include "dsp/band_gain_computer.h"
 
+#include "dsp/engine_constants.h"
+
 #include <algorithm>
 #include <cmath>
 
 namespace vora {
-
-namespace {
-constexpr float kTiny = 1.1754944e-38f; // keeps log10 finite for silence
-}
 
 BandGains computeBandGain(int band, const float* bandSums, int channelCount, const VorafierParameters& parameters,
                           float hopMilliseconds, SlowGainState& state) {
@@ -18,7 +16,7 @@ BandGains computeBandGain(int band, const float* bandSums, int channelCount, con
   // Fast stage, per channel, on the band level seen through the slow gain.
   const float slowGainDb = state.line[state.readIndex];
   for (int ch = 0; ch < channelCount; ++ch) {
-    const float levelDb = 20.0f * std::log10(std::fabs(bandSums[ch]) + kTiny) + slowGainDb;
+    const float levelDb = 20.0f * std::log10(std::fabs(bandSums[ch]) + kFloatMinimum) + slowGainDb;
     const float over = std::max(levelDb - record.fastThresholdDb(ch), 0.0f);
     const float fastGainDb = (record.fastRatio(ch) - 1.0f) * over;
     levelOut[ch] = levelDb + fastGainDb;

@@ -44,6 +44,10 @@ public:
   bool hasLength(float lengthSteps) const { return initialised_ && !(std::fabs(lengthSteps_ - lengthSteps) > 0.001f); }
 
   float state() const { return y_; }
+  // The coefficients of y = b*x - a*y, for code that steps several
+  // smoothers at once.
+  float a() const { return a_; }
+  float b() const { return b_; }
   void setState(float y) { y_ = y; }
 
 private:

@@ -4,7 +4,7 @@
 // recover (release smoothing, carried over from hop to hop).
 #pragma once
 
-#include "dsp/hop_fifo.h"
+#include "dsp/engine_constants.h"
 #include "dsp/one_pole_smoother.h"
 
 #include <cstdint>
@@ -13,14 +13,15 @@ namespace vora {
 
 class OutputLimiter {
 public:
-  // Scales the first `hop` samples of `overlap` in place (reading 2 * hop of
-  // them) and advances `envelope`. Lengths are in samples.
-  void limit(float* overlap, HopFifo& envelope, uint32_t hop, float attackLength, float releaseLength);
+  // Scales the first `hop` samples of `overlap` in place, reading 2 * hop
+  // of them; `envelope` is scratch for 2 * hop floats, nothing is kept in
+  // it. hop: a multiple of 4. Lengths are in samples.
+  void limit(float* overlap, float* envelope, uint32_t hop, float attackLength, float releaseLength);
 
   float releaseValue() const { return releaseCurrent_; }
 
 private:
-  static constexpr float kFloor = 1.0f;
+  static constexpr float kFloor = kLimiterCeiling;
 
   OnePoleSmoother release_;
   float releaseCurrent_ = kFloor;

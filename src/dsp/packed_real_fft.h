@@ -21,6 +21,9 @@
 // the twiddles, forward() and inverse() neither allocate nor branch on data.
 #pragma once
 
+#include "dsp/engine_constants.h"
+#include "dsp/real_fft.h"
+
 #include <cmath>
 #include <cstdint>
 #include <numbers>
@@ -31,11 +34,12 @@ template <class Ops> class PackedRealFft {
   using V = typename Ops::V;
 
 public:
-  static constexpr uint32_t kMaxSize = 1024;
+  static constexpr uint32_t kMaxSize = kMaxFftSize;
 
-  // Accepts 256, 512 or 1024 only; returns false for anything else.
+  // Accepts the engine's sizes only (256, 512 or 1024); returns false for
+  // anything else.
   bool setup(uint32_t size) {
-    if (size != 256 && size != 512 && size != 1024) {
+    if (!isEngineFftSize(size)) {
       return false;
     }
     size_ = size;
@@ -69,14 +73,20 @@ public:
   uint32_t size() const { return size_; }
 
   // Unscaled forward transform into the packed layout: Re bin 0, Re bin
-  // N/2, then (Re, Im) of bins 1 .. N/2-1. In place is allowed.
-  void forward(const float* input, float* packed) {
-    for (size_t i = 0; i < half_; i += 4) {
+  // N/2, then (Re, Im) of bins 1 .. N/2-1. In place is allowed. `steps` as
+  // RealFft's.
+  void forward(const float* input, float* packed, const FftForwardSteps& steps = {}) {
+    for (uint32_t i = 0; i < half_; i += 4) {
       V even, odd;
-      Ops::deinterleave(input + 2 * i, even, odd);
+      if (steps.window != nullptr) {
+        Ops::deinterleaveProduct(input + 2 * i, steps.window + 2 * i, even, odd);
+      } else {
+        Ops::deinterleave(input + 2 * i, even, odd);
+      }
       Ops::store(aRe_ + i, even);
       Ops::store(aIm_ + i, odd);
     }
+    float* magnitude = steps.magnitude;
     const bool inB = complexForward(aRe_, aIm_, bRe_, bIm_);
     float* zRe = inB ? bRe_ : aRe_;
     float* zIm = inB ? bIm_ : aIm_;
@@ -100,16 +110,25 @@ public:
       const V xr = Ops::add(er, Ops::sub(Ops::mul(wr, odr), Ops::mul(wi, odi)));
       const V xi = Ops::add(ei, Ops::add(Ops::mul(wr, odi), Ops::mul(wi, odr)));
       Ops::interleave(packed + 2 * k, xr, xi);
+      if (magnitude != nullptr) {
+        Ops::store(magnitude + k, Ops::sqrt(Ops::add(Ops::mul(xr, xr), Ops::mul(xi, xi))));
+      }
     }
     packed[0] = zRe[0] + zIm[0];
     packed[1] = zRe[0] - zIm[0];
   }
 
-  // Inverse of forward(), scaled by 1/N. In place is allowed.
-  void inverse(const float* packed, float* output) {
-    for (size_t k = 0; k < half_; k += 4) {
+  // Inverse of forward(), scaled by 1/N. In place is allowed without a
+  // window. `steps` as RealFft's.
+  void inverse(const float* packed, float* output, const FftInverseSteps& steps = {}) {
+    for (uint32_t k = 0; k < half_; k += 4) {
       V re, im;
       Ops::deinterleave(packed + 2 * k, re, im);
+      if (steps.scaleA != nullptr) {
+        const V scale = Ops::mul(Ops::load(steps.scaleA + k), Ops::load(steps.scaleB + k));
+        re = Ops::mul(re, scale);
+        im = Ops::mul(im, scale);
+      }
       Ops::store(bRe_ + k, re);
       Ops::store(bIm_ + k, im);
     }
@@ -140,8 +159,14 @@ public:
     const bool inB = complexForward(aIm_, aRe_, bIm_, bRe_);
     const float* zRe = inB ? bRe_ : aRe_;
     const float* zIm = inB ? bIm_ : aIm_;
-    for (size_t i = 0; i < half_; i += 4) {
-      Ops::interleave(output + 2 * i, Ops::load(zRe + i), Ops::load(zIm + i));
+    if (steps.window == nullptr) {
+      for (uint32_t i = 0; i < half_; i += 4) {
+        Ops::interleave(output + 2 * i, Ops::load(zRe + i), Ops::load(zIm + i));
+      }
+      return;
+    }
+    for (uint32_t i = 0; i < half_; i += 4) {
+      Ops::interleaveMultiplyAdd(output + 2 * i, steps.window + 2 * i, Ops::load(zRe + i), Ops::load(zIm + i));
     }
   }
 

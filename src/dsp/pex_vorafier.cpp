@@ -1,46 +1,12 @@
 #include "dsp/pex_vorafier.h"
 
-#include "dsp/bin_rebuild.h"
+#include "dsp/engine_kernels.h"
 #include "dsp/payload_codec.h"
 
 #include <algorithm>
 #include <cmath>
 
 namespace vora {
-
-namespace {
-
-constexpr float kTiny = 1.1754944e-38f;     // keeps dB conversions finite
-constexpr float kBandThresholdDb = -144.5f; // band ranges end where weights fall below this
-constexpr float kFloorMagnitude = 1e-5f;    // quieter bins are pushed further down
-constexpr float kMixSmoothingMs = 50.0f;
-constexpr float kWetThreshold = 0.001f;  // at or below: wet path skipped
-constexpr float kDryThreshold = 0.999f;  // at or above: dry path skipped
-constexpr float kLargestInput = 1.0e10f; // +200 dBFS: far beyond audio, far below float overflow
-
-// 10^(dB/20) as exp(dB × ln(10)/20): equal within float rounding, and
-// cheaper than a general power.
-float dbToGain(float db) {
-  return std::exp(db * 0.115129255f) - kTiny;
-}
-
-// Σ magnitude[k] × weight[k] over [first, end), with four partial sums so
-// that the loop vectorises; the order of summation only moves rounding.
-float weightedSum(const float* magnitude, const float* weight, uint32_t first, uint32_t end) {
-  float partial[4] = {0.0f, 0.0f, 0.0f, 0.0f};
-  uint32_t k = first;
-  for (; k + 4 <= end; k += 4) {
-    for (uint32_t j = 0; j < 4; ++j) {
-      partial[j] += magnitude[k + j] * weight[k + j];
-    }
-  }
-  for (; k < end; ++k) {
-    partial[0] += magnitude[k] * weight[k];
-  }
-  return (partial[0] + partial[1]) + (partial[2] + partial[3]);
-}
-
-} // namespace
 
 PexVorafier::PexVorafier() = default;
 
@@ -51,53 +17,43 @@ int PexVorafier::setup(float sampleRate) {
   }
   const uint32_t fftSize = fftSizeForRate(sampleRate);
   bandBank_.build(sampleRate, fftSize, kBandThresholdDb);
-  if (!fft_.setup(fftSize)) {
+  if (!stft_.setup(fftSize)) {
     configured_ = false;
     return -1;
   }
   fftSize_ = fftSize;
-  hopSize_ = fftSize >> 2;
+  hopSize_ = stft_.hopSize();
+  bandSpans_.build(bandBank_);
   hopMilliseconds_ = static_cast<float>(hopSize_) / sampleRate * 1000.0f;
-  attackLength_ = std::trunc(sampleRate * 0.0001225f);
-  releaseLength_ = std::trunc(sampleRate * 0.0058f);
+  attackLength_ = limiterAttackSamples(sampleRate);
+  releaseLength_ = limiterReleaseSamples(sampleRate);
 
   for (int ch = 0; ch < kMaxChannels; ++ch) {
     std::fill(channels_[ch].floorScale, channels_[ch].floorScale + kMaxBinCount, 1.0f);
-    channels_[ch].inputFifo.initialise(fftSize, hopSize_);
-    channels_[ch].overlapFifo.initialise(fftSize, hopSize_);
-    channels_[ch].envelopeFifo.initialise(fftSize, hopSize_);
     dryFifo_[ch].initialise(fftSize, hopSize_);
   }
 
+  // The floor starts one bin above the bin of kFloorLowHz and ends two
+  // above the bin of kFloorHighHz, so that the bins leaning on either edge
+  // are inside.
   const float n = static_cast<float>(fftSize);
-  floorFirstBin_ = static_cast<uint32_t>(std::ceil(n * 500.0f / sampleRate) + 1.0f);
-  floorEndBin_ = std::min(static_cast<uint32_t>(std::ceil(n * 13454.343f / sampleRate) + 2.0f), fftSize / 2);
-
-  // Periodic Hann; analysis × synthesis overlap-added at a hop of N/4 sums
-  // to one.
-  float windowSum = 0.0f;
-  for (uint32_t i = 0; i < fftSize; ++i) {
-    analysisWindow_[i] = (1.0f - std::cos(static_cast<float>(i) * 6.2831855f / n)) * 0.5f;
-    windowSum += analysisWindow_[i];
-  }
-  for (uint32_t i = 0; i < fftSize; ++i) {
-    const float w = analysisWindow_[i];
-    analysisWindow_[i] = w / windowSum;
-    synthesisWindow_[i] = windowSum * w / 1.5f;
-  }
+  floorFirstBin_ = static_cast<uint32_t>(std::ceil(n * kFloorLowHz / sampleRate) + 1.0f);
+  floorEndBin_ = std::min(static_cast<uint32_t>(std::ceil(n * kFloorHighHz / sampleRate) + 2.0f), fftSize / 2);
 
   mixSmoother_.initialise(kMixSmoothingMs / hopMilliseconds_, 1.0f);
+  gainBank_.configure(parameters_, hopMilliseconds_);
   configured_ = true;
   return static_cast<int>(hopSize_);
 }
 
 void PexVorafier::applyParameterPayload(const unsigned char* payload) {
   decodePresetPayload(payload, parameters_);
+  gainBank_.configure(parameters_, hopMilliseconds_);
   presetApplied_ = true;
 }
 
 uint32_t PexVorafier::latency() const {
-  return configured_ ? fftSize_ - hopSize_ : 0;
+  return configured_ ? stft_.latency() : 0;
 }
 
 void PexVorafier::processStereo(float** channels, bool bypass, float mix) {
@@ -105,7 +61,7 @@ void PexVorafier::processStereo(float** channels, bool bypass, float mix) {
     return;
   }
   float* const pair[kMaxChannels] = {channels[0], channels[1]};
-  processHop(pair, bypass ? 0.0f : mix, true, true);
+  processHop(pair, bypass ? 0.0f : mix, {.smoothMix = true, .limit = true});
 }
 
 void PexVorafier::processMono(float* channel, bool bypass, float mix) {
@@ -113,73 +69,77 @@ void PexVorafier::processMono(float* channel, bool bypass, float mix) {
     return;
   }
   float* const pair[kMaxChannels] = {channel, nullptr};
-  processHop(pair, bypass ? 0.0f : mix, true, true);
+  processHop(pair, bypass ? 0.0f : mix, {.smoothMix = true, .limit = true});
 }
 
-void PexVorafier::analyse(StftChannel& channel, const float* input) {
-  channel.inputFifo.push(input);
-  float* work = channel.work;
-  const float* frame = channel.inputFifo.data();
-  for (uint32_t i = 0; i < fftSize_; ++i) {
-    work[i] = frame[i] * analysisWindow_[i];
-  }
-  fft_.forward(work, work);
+void PexVorafier::analyse(int channel, const float* input) {
+  SpectralChannel& c = channels_[channel];
+  float* spectrum = stft_.analyse(channel, input, c.magnitude);
   // Bin 0 leaves the band processing; its real part and the Nyquist real
   // part are put back unchanged at synthesis.
-  channel.dcReal = work[0];
-  channel.nyquistReal = work[1];
-  work[0] = 0.0f;
-  work[1] = 0.0f;
-  const uint32_t bins = fftSize_ / 2;
-  for (size_t k = 0; k < bins; ++k) {
-    const float re = work[2 * k];
-    const float im = work[2 * k + 1];
-    channel.magnitude[k] = std::sqrt(re * re + im * im);
+  c.dcReal = spectrum[0];
+  c.nyquistReal = spectrum[1];
+  spectrum[0] = 0.0f;
+  spectrum[1] = 0.0f;
+  c.magnitude[0] = 0.0f;
+  applyFloor(c.magnitude, c.floorScale, floorFirstBin_, floorEndBin_);
+}
+
+// Band levels, the gain computer and, per bin, W[k] = Σ_b weight_b[k] ×
+// gain_b: the new magnitude is the analysis magnitude times W, applied with
+// the phase at synthesis. The levels, gains and their conversions run for
+// four bands at a time.
+void PexVorafier::computeBandWeights(int channelCount) {
+  const float* magnitude[kMaxChannels] = {channels_[0].magnitude, channels_[1].magnitude};
+  bandSums(magnitude, channelCount, bandSpans_.weights, bandSpans_.first, bandSpans_.end, kBandCount, bandSums_);
+  // The rows of the channels follow each other: one call converts all.
+  const uint32_t lanes = static_cast<uint32_t>(kLanes * channelCount);
+  levelsDb(&bandSums_[0][0], &levelsDb_[0][0], lanes);
+  gainBank_.compute(levelsDb_, channelCount, gainsDb_);
+  for (int ch = 0; ch < channelCount; ++ch) {
+    gainsDb_[ch][kBandCount - 1] = 0.0f; // the top band passes at unity
   }
-  for (uint32_t k = floorFirstBin_; k < floorEndBin_; ++k) {
-    const float m = channel.magnitude[k];
-    const float scale = m < kFloorMagnitude ? m / kFloorMagnitude : 1.0f;
-    channel.magnitude[k] = m * scale;
-    channel.floorScale[k] = scale;
+  dbToGains(&gainsDb_[0][0], &gains_[0][0], lanes);
+
+  const float* gains[kMaxChannels] = {gains_[0], gains_[1]};
+  float* bandWeight[kMaxChannels] = {bandWeight_[0], bandWeight_[1]};
+  bandWeightsPerBin(bandSpans_.weights, bandSpans_.bandsFrom, bandSpans_.bandsTo, gains, channelCount, bandWeight,
+                    fftSize_ / 2);
+  for (int band = 0; band < kBandCount; ++band) {
+    for (int ch = 0; ch < channelCount; ++ch) {
+      readout_.bandSum[band][ch] = bandSums_[ch][band];
+      readout_.gainDb[band][ch] = gainsDb_[ch][band];
+    }
   }
 }
 
-void PexVorafier::synthesise(StftChannel& channel, const float* bandWeight, float* output, bool limit) {
-  float* work = channel.work;
-  scaleBins(work, bandWeight, channel.floorScale, fftSize_ / 2);
-  work[0] = channel.dcReal;
-  work[1] = channel.nyquistReal;
-  fft_.inverse(work, work);
-
-  float* overlap = channel.overlapFifo.data();
-  for (uint32_t i = 0; i < fftSize_; ++i) {
-    overlap[i] += work[i] * synthesisWindow_[i];
-  }
+// The new bin is the analysis bin times W[k] × floorScale[k]: the band
+// bank's new magnitude over the original one, so the phase is kept without
+// a polar round trip (a zero bin stays zero). The inverse transform applies
+// it on its way in.
+void PexVorafier::synthesise(int channel, float* output, bool limit) {
+  SpectralChannel& c = channels_[channel];
+  float* spectrum = stft_.spectrum(channel);
+  spectrum[0] = c.dcReal;
+  spectrum[1] = c.nyquistReal;
+  float* overlap = stft_.synthesise(channel, bandWeight_[channel], c.floorScale);
   if (limit) {
-    channel.limiter.limit(overlap, channel.envelopeFifo, hopSize_, attackLength_, releaseLength_);
+    c.limiter.limit(overlap, limiterEnvelope_, hopSize_, attackLength_, releaseLength_);
   }
-  std::copy(overlap, overlap + hopSize_, output);
-  channel.overlapFifo.push(nullptr);
+  stft_.emit(channel, output);
 }
 
-void PexVorafier::processHop(float* const* io, float mixTarget, bool smoothMix, bool limit) {
+void PexVorafier::processHop(float* const* io, float mixTarget, HopOptions options) {
   const int channelCount = io[1] != nullptr ? 2 : 1;
   const uint32_t hop = hopSize_;
 
   // A non-finite sample would poison the smoothers and the limiter for good,
   // and so would a finite one so large that the spectrum overflows.
   for (int ch = 0; ch < channelCount; ++ch) {
-    float* samples = io[ch];
-    for (uint32_t i = 0; i < hop; ++i) {
-      if (!std::isfinite(samples[i])) {
-        samples[i] = 0.0f;
-      } else {
-        samples[i] = std::clamp(samples[i], -kLargestInput, kLargestInput);
-      }
-    }
+    sanitiseSamples(io[ch], hop);
   }
 
-  const float mix = smoothMix ? mixSmoother_.step(mixTarget) : mixTarget;
+  const float mix = options.smoothMix ? mixSmoother_.step(mixTarget) : mixTarget;
   if (mix < kDryThreshold) {
     for (int ch = 0; ch < channelCount; ++ch) {
       dryFifo_[ch].push(io[ch]);
@@ -188,47 +148,17 @@ void PexVorafier::processHop(float* const* io, float mixTarget, bool smoothMix, 
 
   if (mix > kWetThreshold) {
     for (int ch = 0; ch < channelCount; ++ch) {
-      analyse(channels_[ch], io[ch]);
-      std::fill(bandWeight_[ch], bandWeight_[ch] + fftSize_ / 2, 0.0f);
+      analyse(ch, io[ch]);
     }
-    for (int band = 0; band < kBandCount; ++band) {
-      const BandRange& range = bandBank_.ranges[band];
-      const float* weights = bandBank_.weights[band];
-      float sums[kMaxChannels] = {0.0f, 0.0f};
-      for (int ch = 0; ch < channelCount; ++ch) {
-        sums[ch] = weightedSum(channels_[ch].magnitude, weights, range.firstBin, range.endBin);
-      }
-      BandGains gains;
-      if (band < kControlledBandCount) {
-        gains = computeBandGain(band, sums, channelCount, parameters_, hopMilliseconds_, slowGain_[band]);
-      }
-      for (int ch = 0; ch < channelCount; ++ch) {
-        readout_.bandSum[band][ch] = sums[ch];
-        readout_.gainDb[band][ch] = gains.gainDb[ch];
-      }
-      // The new magnitude is Σ_b magnitude × weight_b × gain_b; the
-      // magnitude is factored out and applied with the phase at synthesis.
-      for (int ch = 0; ch < channelCount; ++ch) {
-        const float gain = dbToGain(gains.gainDb[ch]);
-        float* bandWeight = bandWeight_[ch];
-        for (uint32_t k = range.firstBin; k < range.endBin; ++k) {
-          bandWeight[k] += weights[k] * gain;
-        }
-      }
-    }
+    computeBandWeights(channelCount);
     for (int ch = 0; ch < channelCount; ++ch) {
-      synthesise(channels_[ch], bandWeight_[ch], io[ch], limit);
+      synthesise(ch, io[ch], options.limit);
     }
   }
 
   if (mix < kDryThreshold) {
-    const float dryGain = 1.0f - mix;
     for (int ch = 0; ch < channelCount; ++ch) {
-      const float* dry = dryFifo_[ch].data();
-      float* out = io[ch];
-      for (uint32_t i = 0; i < hop; ++i) {
-        out[i] = out[i] * mix + dry[i] * dryGain;
-      }
+      crossfade(io[ch], dryFifo_[ch].data(), mix, hop);
     }
   }
 }

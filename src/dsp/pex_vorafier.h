@@ -3,25 +3,31 @@
 //
 //   input hop ──┬──────────────────────────────► dry FIFO (N) ──► dry, N-hop late
 //               │                                                    │
-//               └► input FIFO (N) ─► × analysis window ─► FFT        │
-//                     ─► |X|, phase ─► low-magnitude floor           │
+//               └► STFT analysis (stft.h) ─► spectrum X              │
+//                     ─► |X| ─► low-magnitude floor                  │
 //                     ─► 14 bands: Σ|X|·w_b ─► gain computer (0..12) │
-//                     ─► Σ_b |X|·w_b·g_b ─► rebuild with phase ─► IFFT
-//                     ─► × synthesis window ─► overlap-add (N)       │
+//                     ─► X · Σ_b w_b·g_b (phase kept)                │
+//                     ─► STFT synthesis ─► overlap buffer            │
 //                     ─► limiter (ceiling 1.0) ─► wet hop            │
 //                                                 └──► wet·m + dry·(1-m) ─► output hop
 //
-// The mix m follows its target through a 50 ms smoother; above 0.999 the dry
+// The framing (windows, frames, FFT, overlap-add) is the Stft's; the engine
+// does the spectral work between its analysis and synthesis, in the
+// four-lane kernels of engine_kernels.h, with the gain computers of all
+// bands stepped together (band_gain_bank.h). The mix m
+// follows its target through a 50 ms smoother; at or above 0.999 the dry
 // path is skipped, at or below 0.001 the wet path. Bypass sets the target
-// to 0. The latency is N - hop samples. Nothing allocates after setup().
+// to 0. The latency is the STFT's, N - hop samples. Nothing allocates after
+// setup().
 #pragma once
 
 #include "dsp/band_bank.h"
-#include "dsp/band_gain_computer.h"
+#include "dsp/band_gain_bank.h"
+#include "dsp/engine_constants.h"
 #include "dsp/hop_fifo.h"
 #include "dsp/one_pole_smoother.h"
 #include "dsp/output_limiter.h"
-#include "dsp/real_fft.h"
+#include "dsp/stft.h"
 #include "dsp/vorafier_parameters.h"
 
 #include <cstdint>
@@ -30,17 +36,20 @@ namespace vora {
 
 class PexVorafier {
 public:
-  static constexpr uint32_t kMaxFftSize = 1024;
-  static constexpr float kMinSampleRate = 31999.0f;
-  static constexpr float kMaxSampleRate = 192001.0f;
+  // The per-hop process's stages besides the spectral work. The node always
+  // runs both; a caller may switch one off to see the rest alone.
+  struct HopOptions {
+    bool smoothMix = true; // the mix follows its target through the smoother
+    bool limit = true;     // the limiter runs on the wet signal
+  };
 
   PexVorafier();
   PexVorafier(const PexVorafier&) = delete;
   PexVorafier& operator=(const PexVorafier&) = delete;
 
-  // Configures for a sample rate: FFT size 256 (up to 50 kHz), 512 (up to
-  // 100 kHz) or 1024. Returns the hop size, or -1 for a rate outside
-  // 31999..192001 Hz (the engine is then unconfigured). Allocates the FFT
+  // Configures for a sample rate: FFT size fftSizeForRate(sampleRate).
+  // Returns the hop size, or -1 for a rate outside kMinSampleRate ..
+  // kMaxSampleRate (the engine is then unconfigured). Allocates the FFT
   // plan; not real-time safe.
   int setup(float sampleRate);
 
@@ -58,7 +67,7 @@ public:
   void processMono(float* channel, bool bypass, float mix);
 
   // The per-hop process itself; channels[1] == nullptr means mono.
-  void processHop(float* const* channels, float mixTarget, bool smoothMix, bool limit);
+  void processHop(float* const* channels, float mixTarget, HopOptions options);
 
   bool isConfigured() const { return configured_; }
   bool isPresetApplied() const { return presetApplied_; }
@@ -75,24 +84,20 @@ public:
     float gainDb[kBandCount][kMaxChannels] = {};
   };
   const BandReadout& bandReadout() const { return readout_; }
-  const float* analysisWindow() const { return analysisWindow_; }
-  const float* synthesisWindow() const { return synthesisWindow_; }
 
 private:
-  struct StftChannel {
+  // The spectral state of one channel between analysis and synthesis.
+  struct SpectralChannel {
     float dcReal = 0.0f;
     float nyquistReal = 0.0f;
-    float magnitude[kMaxBinCount] = {};  // after the low-magnitude floor
-    float floorScale[kMaxBinCount] = {}; // floored / original magnitude
-    float work[kMaxFftSize + 2] = {};
-    HopFifo inputFifo;
-    HopFifo overlapFifo;
-    HopFifo envelopeFifo;
+    alignas(16) float magnitude[kMaxBinCount] = {};  // after the low-magnitude floor
+    alignas(16) float floorScale[kMaxBinCount] = {}; // floored / original magnitude
     OutputLimiter limiter;
   };
 
-  void analyse(StftChannel& channel, const float* input);
-  void synthesise(StftChannel& channel, const float* bandWeight, float* output, bool limit);
+  void analyse(int channel, const float* input);
+  void computeBandWeights(int channelCount);
+  void synthesise(int channel, float* output, bool limit);
 
   bool presetApplied_ = false;
   bool configured_ = false;
@@ -102,14 +107,21 @@ private:
   float attackLength_ = 0.0f;  // limiter, samples
   float releaseLength_ = 0.0f; // limiter, samples
   OnePoleSmoother mixSmoother_;
-  StftChannel channels_[kMaxChannels];
+  Stft stft_;
+  SpectralChannel channels_[kMaxChannels];
   HopFifo dryFifo_[kMaxChannels];
-  RealFft fft_;
   BandBank bandBank_;
-  SlowGainState slowGain_[kControlledBandCount];
-  float analysisWindow_[kMaxFftSize] = {};
-  float synthesisWindow_[kMaxFftSize] = {};
-  float bandWeight_[kMaxChannels][kMaxBinCount] = {}; // Σ over bands of weight × gain, per bin
+  BandGainBank gainBank_;
+  BandSpans bandSpans_;
+  // Per channel and band (lanes of the gain bank): the band-weighted
+  // magnitude sums, their levels, the gains in dB and as factors.
+  static constexpr int kLanes = BandGainBank::kLanes;
+  alignas(16) float bandSums_[kMaxChannels][kLanes] = {};
+  alignas(16) float levelsDb_[kMaxChannels][kLanes] = {};
+  alignas(16) float gainsDb_[kMaxChannels][kLanes] = {};
+  alignas(16) float gains_[kMaxChannels][kLanes] = {};
+  alignas(16) float bandWeight_[kMaxChannels][kMaxBinCount] = {}; // Σ over bands of weight × gain, per bin
+  alignas(16) float limiterEnvelope_[kMaxFftSize / 2] = {};       // the limiter's scratch, two hops
   uint32_t floorFirstBin_ = 0;
   uint32_t floorEndBin_ = 0;
   VorafierParameters parameters_;

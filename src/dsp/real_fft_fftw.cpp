@@ -4,6 +4,8 @@
 
 #include <fftw3.h>
 
+#include <cmath>
+
 namespace vora {
 
 struct RealFft::Backend {
@@ -36,7 +38,7 @@ const char* RealFft::buildDescription() {
 }
 
 bool RealFft::setup(uint32_t size) {
-  if (size < 4 || size > kMaxSize || (size & (size - 1)) != 0) {
+  if (!isEngineFftSize(size)) {
     return false;
   }
   if (backend_ && size_ == size) {
@@ -56,11 +58,12 @@ bool RealFft::setup(uint32_t size) {
   return true;
 }
 
-void RealFft::forward(const float* input, float* packedSpectrum) {
+void RealFft::forward(const float* input, float* packedSpectrum, const FftForwardSteps& steps) {
+  float* magnitude = steps.magnitude;
   float* time = backend_->time;
   const float* hc = backend_->halfComplex;
   for (uint32_t n = 0; n < size_; ++n) {
-    time[n] = input[n];
+    time[n] = steps.window != nullptr ? input[n] * steps.window[n] : input[n];
   }
   fftwf_execute(backend_->forwardPlan);
   const uint32_t half = size_ / 2;
@@ -70,21 +73,31 @@ void RealFft::forward(const float* input, float* packedSpectrum) {
     packedSpectrum[2 * k] = hc[k];
     packedSpectrum[2 * k + 1] = hc[size_ - k];
   }
+  if (magnitude != nullptr) {
+    magnitude[0] = std::fabs(hc[0]);
+    for (uint32_t k = 1; k < half; ++k) {
+      magnitude[k] = std::sqrt(hc[k] * hc[k] + hc[size_ - k] * hc[size_ - k]);
+    }
+  }
 }
 
-void RealFft::inverse(const float* packedSpectrum, float* output) {
+void RealFft::inverse(const float* packedSpectrum, float* output, const FftInverseSteps& steps) {
+  const float* scaleA = steps.scaleA;
+  const float* scaleB = steps.scaleB;
   float* hc = backend_->halfComplex;
   const uint32_t half = size_ / 2;
   hc[0] = packedSpectrum[0];
   hc[half] = packedSpectrum[1];
   for (uint32_t k = 1; k < half; ++k) {
-    hc[k] = packedSpectrum[2 * k];
-    hc[size_ - k] = packedSpectrum[2 * k + 1];
+    const float scale = scaleA != nullptr ? scaleA[k] * scaleB[k] : 1.0f;
+    hc[k] = packedSpectrum[2 * k] * scale;
+    hc[size_ - k] = packedSpectrum[2 * k + 1] * scale;
   }
   fftwf_execute(backend_->inversePlan);
   const float scale = 1.0f / static_cast<float>(size_);
   for (uint32_t n = 0; n < size_; ++n) {
-    output[n] = backend_->time[n] * scale;
+    const float x = backend_->time[n] * scale;
+    output[n] = steps.window != nullptr ? output[n] + x * steps.window[n] : x;
   }
 }
 

@@ -3,6 +3,8 @@
 
 #include <kiss_fftr.h>
 
+#include <cmath>
+
 namespace vora {
 
 struct RealFft::Backend {
@@ -29,7 +31,7 @@ const char* RealFft::buildDescription() {
 }
 
 bool RealFft::setup(uint32_t size) {
-  if (size < 4 || size > kMaxSize || (size & (size - 1)) != 0) {
+  if (!isEngineFftSize(size)) {
     return false;
   }
   if (backend_ && size_ == size) {
@@ -46,18 +48,34 @@ bool RealFft::setup(uint32_t size) {
   return true;
 }
 
-void RealFft::forward(const float* input, float* packedSpectrum) {
+void RealFft::forward(const float* input, float* packedSpectrum, const FftForwardSteps& steps) {
+  float* magnitude = steps.magnitude;
+  if (steps.window != nullptr) {
+    for (uint32_t n = 0; n < size_; ++n) {
+      backend_->time[n] = input[n] * steps.window[n];
+    }
+    input = backend_->time;
+  }
   kiss_fftr(backend_->forwardPlan, input, backend_->bins);
   const uint32_t half = size_ / 2;
-  packedSpectrum[0] = backend_->bins[0].r;
-  packedSpectrum[1] = backend_->bins[half].r;
+  const kiss_fft_cpx* bins = backend_->bins;
+  packedSpectrum[0] = bins[0].r;
+  packedSpectrum[1] = bins[half].r;
   for (uint32_t k = 1; k < half; ++k) {
-    packedSpectrum[2 * k] = backend_->bins[k].r;
-    packedSpectrum[2 * k + 1] = backend_->bins[k].i;
+    packedSpectrum[2 * k] = bins[k].r;
+    packedSpectrum[2 * k + 1] = bins[k].i;
+  }
+  if (magnitude != nullptr) {
+    magnitude[0] = std::fabs(bins[0].r);
+    for (uint32_t k = 1; k < half; ++k) {
+      magnitude[k] = std::sqrt(bins[k].r * bins[k].r + bins[k].i * bins[k].i);
+    }
   }
 }
 
-void RealFft::inverse(const float* packedSpectrum, float* output) {
+void RealFft::inverse(const float* packedSpectrum, float* output, const FftInverseSteps& steps) {
+  const float* scaleA = steps.scaleA;
+  const float* scaleB = steps.scaleB;
   const uint32_t half = size_ / 2;
   kiss_fft_cpx* bins = backend_->bins;
   bins[0].r = packedSpectrum[0];
@@ -65,13 +83,15 @@ void RealFft::inverse(const float* packedSpectrum, float* output) {
   bins[half].r = packedSpectrum[1];
   bins[half].i = 0.0f;
   for (uint32_t k = 1; k < half; ++k) {
-    bins[k].r = packedSpectrum[2 * k];
-    bins[k].i = packedSpectrum[2 * k + 1];
+    const float scale = scaleA != nullptr ? scaleA[k] * scaleB[k] : 1.0f;
+    bins[k].r = packedSpectrum[2 * k] * scale;
+    bins[k].i = packedSpectrum[2 * k + 1] * scale;
   }
   kiss_fftri(backend_->inversePlan, bins, backend_->time);
   const float scale = 1.0f / static_cast<float>(size_);
   for (uint32_t n = 0; n < size_; ++n) {
-    output[n] = backend_->time[n] * scale;
+    const float x = backend_->time[n] * scale;
+    output[n] = steps.window != nullptr ? output[n] + x * steps.window[n] : x;
   }
 }
 

@@ -28,6 +28,9 @@ const char* RealFft::buildDescription() {
 }
 
 bool RealFft::setup(uint32_t size) {
+  if (!isEngineFftSize(size)) {
+    return false;
+  }
   if (backend_ && size_ == size) {
     return true;
   }
@@ -40,12 +43,12 @@ bool RealFft::setup(uint32_t size) {
   return true;
 }
 
-void RealFft::forward(const float* input, float* packedSpectrum) {
-  backend_->fft.forward(input, packedSpectrum);
+void RealFft::forward(const float* input, float* packedSpectrum, const FftForwardSteps& steps) {
+  backend_->fft.forward(input, packedSpectrum, steps);
 }
 
-void RealFft::inverse(const float* packedSpectrum, float* output) {
-  backend_->fft.inverse(packedSpectrum, output);
+void RealFft::inverse(const float* packedSpectrum, float* output, const FftInverseSteps& steps) {
+  backend_->fft.inverse(packedSpectrum, output, steps);
 }
 
 } // namespace vora

@@ -43,6 +43,7 @@ void AudioProcessor::releaseQueues() {
   outputQueues_.clear();
   blockBuffers_.clear();
   blockPointers_.clear();
+  inPlacePointers_.clear();
   queuedChannels_ = 0;
 }
 
@@ -63,6 +64,16 @@ void AudioProcessor::setInternalBlockSize(int blockSize) {
   for (auto& buffer : blockBuffers_) {
     blockPointers_.push_back(buffer.data());
   }
+  inPlacePointers_.assign(static_cast<size_t>(queuedChannels_), nullptr);
+}
+
+bool AudioProcessor::queuesEmpty() const {
+  for (int ch = 0; ch < queuedChannels_; ++ch) {
+    if (inputQueues_[static_cast<size_t>(ch)].size() != 0 || outputQueues_[static_cast<size_t>(ch)].size() != 0) {
+      return false;
+    }
+  }
+  return true;
 }
 
 bool AudioProcessor::render(int numInputs, int numOutputs, int frames, float** buffers, AudioTimeStamp& timeStamp) {
@@ -70,6 +81,25 @@ bool AudioProcessor::render(int numInputs, int numOutputs, int frames, float** b
   if (internalBlockSize_ <= 0 || processingChannels_ != queuedChannels_) {
     if (!bypassed_) {
       process(numInputs, numOutputs, frames, buffers, timeStamp);
+    }
+  } else if (numOutputs == processingChannels_ && count != 0 && count % static_cast<size_t>(internalBlockSize_) == 0 &&
+             queuesEmpty()) {
+    // The queues would take these blocks in and hand the same samples back
+    // at once, with no silence ahead: process them in place instead.
+    if (!heldTimeStamp_.isValid && timeStamp.isValid) {
+      heldTimeStamp_.sampleTime = timeStamp.sampleTime;
+      heldTimeStamp_.isValid = true;
+    }
+    for (size_t at = 0; at < count; at += static_cast<size_t>(internalBlockSize_)) {
+      for (int ch = 0; ch < processingChannels_; ++ch) {
+        inPlacePointers_[static_cast<size_t>(ch)] = buffers[ch] + at;
+      }
+      if (!bypassed_) {
+        processBlock(numInputs, numOutputs, internalBlockSize_, inPlacePointers_.data(), heldTimeStamp_);
+      }
+      if (heldTimeStamp_.isValid) {
+        heldTimeStamp_.sampleTime += internalBlockSize_;
+      }
     }
   } else {
     const size_t block = static_cast<size_t>(internalBlockSize_);

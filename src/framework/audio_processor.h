@@ -6,6 +6,8 @@
 // Re-blocking (internal block size > 0), per channel:
 //   host block ─► input queue ─► whole blocks ─► processBlock ─► output queue
 //              ─► host block (led by silence until the first block is through)
+// A host block of whole internal blocks that finds both queues empty skips
+// them: its blocks are processed where they are, with the same result.
 #pragma once
 
 #include "framework/audio_processor_parameter.h"
@@ -97,6 +99,7 @@ private:
   using ParameterCell = std::map<ParameterIdentifier, AudioProcessorParameter>;
 
   void releaseQueues();
+  bool queuesEmpty() const;
 
   int processingChannels_ = 0;
   int numInputs_ = 0;
@@ -112,6 +115,7 @@ private:
   std::vector<SampleQueue> outputQueues_;
   std::vector<std::vector<float>> blockBuffers_;
   std::vector<float*> blockPointers_;
+  std::vector<float*> inPlacePointers_; // blocks inside the caller's buffers
   AudioTimeStamp heldTimeStamp_;
   std::vector<std::vector<float>> outputBuffers_;
   std::vector<float*> outputPointers_;

@@ -58,6 +58,7 @@ void Graph::reset() {
   nextNodeIdentifier_ = 0;
   scratchBuffers_.clear();
   scratchPointers_.clear();
+  scratchFed_.clear();
   scratchChannelCount_ = 0;
   timeStamp_ = AudioTimeStamp{};
   maximumChannels_ = inputChannels_ = outputChannels_ = 0;
@@ -174,6 +175,7 @@ bool Graph::prepare(int, double sampleRate) {
     for (auto& buffer : scratchBuffers_) {
       scratchPointers_.push_back(buffer.data());
     }
+    scratchFed_.assign(static_cast<size_t>(widest), 0);
     scratchChannelCount_ = widest;
   }
   rebuildRenderPlan();
@@ -232,10 +234,9 @@ bool Graph::process(int frames, float** buffers, AudioTimeStamp& timeStamp) {
   for (const Step& step : renderPlan_) {
     const int inputs = step.node->getNumInputs();
     const int outputs = step.node->getNumOutputs();
-    for (int c = 0; c < inputs; ++c) {
-      std::memset(scratchPointers_[static_cast<size_t>(c)], 0, bytes);
-    }
     // A copy, never a sum: each target channel has at most one feeder.
+    // Channels that none fills read silence.
+    std::fill_n(scratchFed_.begin(), inputs, char{0});
     for (const Route& route : step.routes) {
       float** sourceBuffers = route.source->getOutputBuffers();
       if (sourceBuffers == nullptr) {
@@ -243,6 +244,12 @@ bool Graph::process(int frames, float** buffers, AudioTimeStamp& timeStamp) {
       }
       for (const auto& [sourceChannel, targetChannel] : route.channels) {
         std::memcpy(scratchPointers_[static_cast<size_t>(targetChannel)], sourceBuffers[sourceChannel], bytes);
+        scratchFed_[static_cast<size_t>(targetChannel)] = 1;
+      }
+    }
+    for (int c = 0; c < inputs; ++c) {
+      if (scratchFed_[static_cast<size_t>(c)] == 0) {
+        std::memset(scratchPointers_[static_cast<size_t>(c)], 0, bytes);
       }
     }
     step.node->render(inputs, outputs, frames, scratchPointers_.data(), timeStamp);

@@ -113,6 +113,7 @@ private:
   int scratchChannelCount_ = 0;
   std::vector<std::vector<float>> scratchBuffers_;
   std::vector<float*> scratchPointers_;
+  std::vector<char> scratchFed_; // per scratch channel: filled by a route in this step
   uint32_t nextNodeIdentifier_ = 0;
   uint32_t inputNodeIdentifier_ = kNoNode;
   uint32_t outputNodeIdentifier_ = kNoNode;

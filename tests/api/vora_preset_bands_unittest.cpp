@@ -16,7 +16,7 @@ TEST(PresetBandsTest, ResponseIsTheEngineTableAtEveryBin) {
     vora_band_info bands[VORA_BAND_COUNT];
     const int size = vora_preset_band_layout(rate, bands);
     vora::BandBank bank;
-    bank.build(rate, static_cast<uint32_t>(size), -144.5f);
+    bank.build(rate, static_cast<uint32_t>(size), vora::kBandThresholdDb);
     for (int band = 0; band < VORA_BAND_COUNT; ++band) {
       for (int bin = 1; bin < size / 2; ++bin) {
         const double responseDb = vora_preset_band_response_db(rate, band, bin * static_cast<double>(rate) / size);

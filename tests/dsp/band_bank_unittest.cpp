@@ -24,7 +24,7 @@ TEST(BandBankTest, MatchesIndependentButterworthDesign) {
     auto& bank = banks[rate];
     if (!bank) {
       bank = std::make_unique<BandBank>();
-      bank->build(static_cast<float>(rate), static_cast<uint32_t>(size), -144.5f);
+      bank->build(static_cast<float>(rate), static_cast<uint32_t>(size), kBandThresholdDb);
     }
     if (referenceDb < -120.0) {
       continue;
@@ -41,8 +41,8 @@ TEST(BandBankTest, MatchesIndependentButterworthDesign) {
 
 TEST(BandBankTest, RangesCoverTheBandsAndStopAtTheThreshold) {
   BandBank bank;
-  bank.build(48000.0f, 256, -144.5f);
-  const float threshold = std::pow(10.0f, -144.5f / 20.0f);
+  bank.build(48000.0f, 256, kBandThresholdDb);
+  const float threshold = std::pow(10.0f, kBandThresholdDb / 20.0f);
   for (int b = 0; b < kBandCount; ++b) {
     const BandRange& range = bank.ranges[b];
     ASSERT_LT(range.firstBin, range.endBin) << b;

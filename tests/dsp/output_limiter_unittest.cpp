@@ -1,5 +1,7 @@
 #include "dsp/output_limiter.h"
 
+#include "dsp/engine_constants.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,15 +12,14 @@ namespace {
 
 struct LimiterRig {
   explicit LimiterRig(float sampleRate) {
-    hop = sampleRate > 50000.0f ? 128u : 64u;
-    attack = std::trunc(sampleRate * 0.0001225f);
-    release = std::trunc(sampleRate * 0.0058f);
-    envelope.initialise(4 * hop, hop);
+    hop = fftSizeForRate(sampleRate) / kFramesPerHop;
+    attack = limiterAttackSamples(sampleRate);
+    release = limiterReleaseSamples(sampleRate);
   }
   void run(float* overlap) { limiter.limit(overlap, envelope, hop, attack, release); }
 
   OutputLimiter limiter;
-  HopFifo envelope;
+  float envelope[512];
   uint32_t hop;
   float attack, release;
 };

@@ -1,7 +1,7 @@
 #include "dsp/pex_vorafier.h"
 
-#include "dsp/bin_rebuild.h"
 #include "dsp/payload_codec.h"
+#include "dsp/real_fft.h"
 #include "support/test_payloads.h"
 
 #include <gtest/gtest.h>
@@ -108,36 +108,42 @@ TEST(EngineTest, ToneLevelChangeFollowsTheBandsTheToneFalls) {
 }
 
 TEST(EngineTest, PhaseKeepingRebuildEqualsThePolarForm) {
-  // Random bins (some exactly zero, some floored) against the literal form:
+  // Random bins (some exactly zero, some floored) through the inverse
+  // transform that scales them on the way in, against the literal form:
   // new magnitude = floored magnitude × band weight, times (cos, sin) of
-  // atan2's phase.
+  // atan2's phase, through the plain inverse. The real parts of bins 0 and
+  // N/2 pass unscaled.
   std::mt19937 random(3);
   std::uniform_real_distribution<float> value(-2.0f, 2.0f);
   constexpr uint32_t kBins = 256;
   std::vector<float> packed(2 * kBins), bandWeight(kBins), floorScale(kBins, 1.0f);
   for (uint32_t k = 0; k < kBins; ++k) {
     const bool zero = k % 17 == 0;
-    const float size = k % 5 == 0 ? 1e-6f : 1.0f; // below the 1e-5 floor
+    const float size = k % 5 == 0 ? 1e-6f : 1.0f; // below the floor
     packed[2 * k] = zero ? 0.0f : size * value(random);
     packed[2 * k + 1] = zero ? 0.0f : size * value(random);
     bandWeight[k] = std::fabs(value(random));
     const float magnitude = std::hypot(packed[2 * k], packed[2 * k + 1]);
-    if (magnitude < 1e-5f) {
-      floorScale[k] = magnitude / 1e-5f;
+    if (magnitude < kFloorMagnitude) {
+      floorScale[k] = magnitude / kFloorMagnitude;
     }
   }
-  std::vector<float> rebuilt = packed;
-  scaleBins(rebuilt.data(), bandWeight.data(), floorScale.data(), kBins);
-  EXPECT_EQ(rebuilt[0], packed[0]);
-  EXPECT_EQ(rebuilt[1], packed[1]);
+  std::vector<float> polar = packed;
   for (uint32_t k = 1; k < kBins; ++k) {
     const float magnitude = std::hypot(packed[2 * k], packed[2 * k + 1]);
-    const float floored = magnitude < 1e-5f ? magnitude * (magnitude / 1e-5f) : magnitude;
+    const float floored = magnitude < kFloorMagnitude ? magnitude * (magnitude / kFloorMagnitude) : magnitude;
     const float newMagnitude = floored * bandWeight[k];
     const float phase = std::atan2(packed[2 * k + 1], packed[2 * k]);
-    const float tolerance = 8.0f * std::numeric_limits<float>::epsilon() * newMagnitude;
-    EXPECT_NEAR(rebuilt[2 * k], newMagnitude * std::cos(phase), tolerance) << k;
-    EXPECT_NEAR(rebuilt[2 * k + 1], newMagnitude * std::sin(phase), tolerance) << k;
+    polar[2 * k] = newMagnitude * std::cos(phase);
+    polar[2 * k + 1] = newMagnitude * std::sin(phase);
+  }
+  RealFft fft;
+  ASSERT_TRUE(fft.setup(2 * kBins));
+  std::vector<float> rebuilt(2 * kBins), expected(2 * kBins);
+  fft.inverse(packed.data(), rebuilt.data(), {.scaleA = bandWeight.data(), .scaleB = floorScale.data()});
+  fft.inverse(polar.data(), expected.data());
+  for (uint32_t i = 0; i < 2 * kBins; ++i) {
+    EXPECT_NEAR(rebuilt[i], expected[i], 1e-6f) << i;
   }
 }
 
@@ -152,12 +158,12 @@ TEST(EngineTest, MixThresholdsSkipThePaths) {
   // dry hop (still silence) times 1 - m.
   for (int hop = 0; hop < 30; ++hop) {
     float* channels[2] = {signal.data() + 64 * hop, nullptr};
-    engine.processHop(channels, 1.0f, false, true);
+    engine.processHop(channels, 1.0f, {.smoothMix = false, .limit = true});
   }
   std::vector<float> last(signal.begin() + 64 * 30, signal.begin() + 64 * 31);
   const std::vector<float> before = last;
   float* channels[2] = {last.data(), nullptr};
-  engine.processHop(channels, 0.001f, false, true);
+  engine.processHop(channels, 0.001f, {.smoothMix = false, .limit = true});
   for (size_t i = 0; i < 64; ++i) {
     EXPECT_FLOAT_EQ(last[i], before[i] * 0.001f) << i;
   }
@@ -170,7 +176,7 @@ TEST(EngineTest, MixThresholdsSkipThePaths) {
     std::vector<float> out = signal;
     for (size_t start = 0; start < out.size(); start += 64) {
       float* wetChannels[2] = {out.data() + start, nullptr};
-      wet.processHop(wetChannels, mix, false, true);
+      wet.processHop(wetChannels, mix, {.smoothMix = false, .limit = true});
     }
     return out;
   };
