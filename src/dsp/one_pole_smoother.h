@@ -48,6 +48,9 @@ public:
   // smoothers at once.
   float a() const { return a_; }
   float b() const { return b_; }
+  // The denormal guard's next offset, for code that steps several smoothers
+  // at once and must match step() bit for bit.
+  float epsilon() const { return epsilon_; }
   void setState(float y) { y_ = y; }
 
 private:

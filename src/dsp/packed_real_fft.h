@@ -76,7 +76,7 @@ public:
   // N/2, then (Re, Im) of bins 1 .. N/2-1. In place is allowed. `steps` as
   // RealFft's.
   void forward(const float* input, float* packed, const FftForwardSteps& steps = {}) {
-    for (uint32_t i = 0; i < half_; i += 4) {
+    for (size_t i = 0; i < half_; i += 4) {
       V even, odd;
       if (steps.window != nullptr) {
         Ops::deinterleaveProduct(input + 2 * i, steps.window + 2 * i, even, odd);
@@ -121,7 +121,7 @@ public:
   // Inverse of forward(), scaled by 1/N. In place is allowed without a
   // window. `steps` as RealFft's.
   void inverse(const float* packed, float* output, const FftInverseSteps& steps = {}) {
-    for (uint32_t k = 0; k < half_; k += 4) {
+    for (size_t k = 0; k < half_; k += 4) {
       V re, im;
       Ops::deinterleave(packed + 2 * k, re, im);
       if (steps.scaleA != nullptr) {
@@ -160,12 +160,12 @@ public:
     const float* zRe = inB ? bRe_ : aRe_;
     const float* zIm = inB ? bIm_ : aIm_;
     if (steps.window == nullptr) {
-      for (uint32_t i = 0; i < half_; i += 4) {
+      for (size_t i = 0; i < half_; i += 4) {
         Ops::interleave(output + 2 * i, Ops::load(zRe + i), Ops::load(zIm + i));
       }
       return;
     }
-    for (uint32_t i = 0; i < half_; i += 4) {
+    for (size_t i = 0; i < half_; i += 4) {
       Ops::interleaveMultiplyAdd(output + 2 * i, steps.window + 2 * i, Ops::load(zRe + i), Ops::load(zIm + i));
     }
   }

@@ -120,14 +120,14 @@ struct Vec4Scalar {
   }
   // deinterleave of p[i] × w[i], i = 0..7.
   static void deinterleaveProduct(const float* p, const float* w, V& even, V& odd) {
-    for (int i = 0; i < 4; ++i) {
+    for (size_t i = 0; i < 4; ++i) {
       even.lane[i] = p[2 * i] * w[2 * i];
       odd.lane[i] = p[2 * i + 1] * w[2 * i + 1];
     }
   }
   // sum[i] += interleave(even, odd)[i] × w[i], i = 0..7.
   static void interleaveMultiplyAdd(float* sum, const float* w, V even, V odd) {
-    for (int i = 0; i < 4; ++i) {
+    for (size_t i = 0; i < 4; ++i) {
       sum[2 * i] = sum[2 * i] + even.lane[i] * w[2 * i];
       sum[2 * i + 1] = sum[2 * i + 1] + odd.lane[i] * w[2 * i + 1];
     }
