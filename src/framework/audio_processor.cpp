@@ -195,25 +195,14 @@ bool AudioProcessor::addParameter(ParameterIdentifier id, float value, float min
   if (id == ParameterIdentifier::parameter_unspecified) {
     return true;
   }
-  if (parameters_.size() <= channel) {
-    parameters_.resize(static_cast<size_t>(channel) + 1);
-  }
-  auto& bands = parameters_[channel];
-  if (bands.size() <= band) {
-    bands.resize(static_cast<size_t>(band) + 1);
-  }
-  bands[band].insert_or_assign(id, parameter);
+  parameters_.insert_or_assign({channel, band, id}, parameter);
   return true;
 }
 
 const AudioProcessorParameter* AudioProcessor::getParameter(ParameterIdentifier id, unsigned channel,
                                                             unsigned band) const {
-  if (channel >= parameters_.size() || band >= parameters_[channel].size()) {
-    return nullptr;
-  }
-  const ParameterCell& cell = parameters_[channel][band];
-  const auto it = cell.find(id);
-  return it == cell.end() ? nullptr : &it->second;
+  const auto it = parameters_.find({channel, band, id});
+  return it == parameters_.end() ? nullptr : &it->second;
 }
 
 AudioProcessorParameter* AudioProcessor::getParameter(ParameterIdentifier id, unsigned channel, unsigned band) {
@@ -250,12 +239,8 @@ AudioProcessorPreset AudioProcessor::getPreset() const {
   for (const auto& [id, property] : properties_) {
     preset.addProperty(id, property.getValue());
   }
-  for (size_t channel = 0; channel < parameters_.size(); ++channel) {
-    for (size_t band = 0; band < parameters_[channel].size(); ++band) {
-      for (const auto& [id, parameter] : parameters_[channel][band]) {
-        preset.addParameter(parameter, static_cast<unsigned>(channel), static_cast<unsigned>(band));
-      }
-    }
+  for (const auto& [key, parameter] : parameters_) {
+    preset.addParameter(parameter, std::get<0>(key), std::get<1>(key));
   }
   return preset;
 }
