@@ -149,6 +149,7 @@ TEST(MessageTest, SizeZeroRefusedAndQuarterOfFreeSpaceRule) {
   EXPECT_FALSE(node.enqueueMessage(otherKind)); // not accepted by the node
 
   MessageRing ring(400);
+  EXPECT_EQ(ring.freeBytes(), 400u);
   int accepted = 0;
   while (ring.freeBytes() >= 80) {
     ASSERT_TRUE(ring.write(message, 16));
