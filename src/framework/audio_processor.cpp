@@ -110,12 +110,11 @@ bool AudioProcessor::render(int numInputs, int numOutputs, int frames, float** b
       heldTimeStamp_.sampleTime = timeStamp.sampleTime;
       heldTimeStamp_.isValid = true;
     }
+    // The queues move in step: each input queue holds what the first does,
+    // and so does each output queue.
     for (size_t level = inputQueues_[0].size(); level >= block; level -= block) {
       for (int ch = 0; ch < processingChannels_; ++ch) {
-        SampleQueue& queue = inputQueues_[static_cast<size_t>(ch)];
-        if (queue.size() >= block) {
-          queue.pop(blockPointers_[static_cast<size_t>(ch)], block);
-        }
+        inputQueues_[static_cast<size_t>(ch)].pop(blockPointers_[static_cast<size_t>(ch)], block);
       }
       if (!bypassed_) {
         processBlock(numInputs, numOutputs, internalBlockSize_, blockPointers_.data(), heldTimeStamp_);
@@ -123,35 +122,19 @@ bool AudioProcessor::render(int numInputs, int numOutputs, int frames, float** b
       if (heldTimeStamp_.isValid) {
         heldTimeStamp_.sampleTime += internalBlockSize_;
       }
-      for (int ch = 0; ch < processingChannels_; ++ch) {
+      // Only outputs are read back: what the channels beyond them (a node
+      // with more inputs than outputs) hold after processing is dropped.
+      for (int ch = 0; ch < numOutputs; ++ch) {
         outputQueues_[static_cast<size_t>(ch)].push(blockPointers_[static_cast<size_t>(ch)], block);
       }
     }
 
-    const size_t available = outputQueues_[0].size();
-    if (numOutputs == 0) {
-      for (auto& queue : outputQueues_) {
-        queue.clear();
-      }
-    } else if (available != 0) {
-      // Lead with silence until enough processed samples are queued.
-      const size_t pad = count > available ? count - available : 0;
-      for (int ch = 0; ch < numOutputs; ++ch) {
-        std::fill(buffers[ch], buffers[ch] + pad, 0.0f);
-        SampleQueue& queue = outputQueues_[static_cast<size_t>(ch)];
-        if (queue.size() >= count - pad) {
-          queue.pop(buffers[ch] + pad, count - pad);
-        }
-      }
-      // Channels beyond the outputs (a node with more inputs than outputs)
-      // are never read: drop as much, so their queues cannot fill up.
-      for (size_t ch = static_cast<size_t>(numOutputs); ch < outputQueues_.size(); ++ch) {
-        outputQueues_[ch].discard(count - pad);
-      }
-    } else {
-      for (int ch = 0; ch < numOutputs; ++ch) {
-        std::fill(buffers[ch], buffers[ch] + count, 0.0f);
-      }
+    // Lead with silence until enough processed samples are queued.
+    const size_t available = numOutputs > 0 ? outputQueues_[0].size() : 0;
+    const size_t pad = count > available ? count - available : 0;
+    for (int ch = 0; ch < numOutputs; ++ch) {
+      std::fill(buffers[ch], buffers[ch] + pad, 0.0f);
+      outputQueues_[static_cast<size_t>(ch)].pop(buffers[ch] + pad, count - pad);
     }
   }
 
