@@ -21,9 +21,7 @@ bool Graph::setup(int inputChannels, int outputChannels, int maximumFrames, doub
   if (isSetUp_) {
     return true;
   }
-  timeStamp_ = AudioTimeStamp{};
   sampleRate_ = sampleRate;
-  maximumChannels_ = std::max(inputChannels, outputChannels);
   inputChannels_ = inputChannels;
   outputChannels_ = outputChannels;
   maximumFrames_ = maximumFrames;
@@ -60,8 +58,7 @@ void Graph::reset() {
   scratchPointers_.clear();
   scratchFed_.clear();
   scratchChannelCount_ = 0;
-  timeStamp_ = AudioTimeStamp{};
-  maximumChannels_ = inputChannels_ = outputChannels_ = 0;
+  inputChannels_ = outputChannels_ = 0;
   maximumFrames_ = 0;
   sampleRate_ = 0.0;
 }
@@ -221,7 +218,6 @@ bool Graph::process(int frames, float** buffers, AudioTimeStamp& timeStamp) {
       return false;
     }
   }
-  timeStamp_ = timeStamp;
   const size_t bytes = static_cast<size_t>(frames) * sizeof(float);
 
   node_GraphInput* input = inputNode_;

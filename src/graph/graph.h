@@ -102,12 +102,10 @@ private:
 
   std::vector<std::unique_ptr<AudioProcessor>> nodes_;
   std::unique_ptr<ConnectionTable> connections_;
-  int maximumChannels_ = 0;
   int inputChannels_ = 0;
   int outputChannels_ = 0;
   int maximumFrames_ = 0;
   double sampleRate_ = 0.0;
-  AudioTimeStamp timeStamp_;
   bool isSetUp_ = false;
   bool isPrepared_ = false;
   int scratchChannelCount_ = 0;
