@@ -25,7 +25,8 @@ public:
 
   // Sizes everything for an FFT of `fftSize` points (isEngineFftSize) and
   // clears the frames. Makes the FFT plan; not real-time safe. False for a
-  // size the FFT refuses, leaving the framing unusable until the next setup.
+  // size the FFT refuses, which leaves the previous set-up as it was (as
+  // the FFT keeps its previous plan).
   bool setup(uint32_t fftSize);
 
   uint32_t fftSize() const { return fftSize_; }
