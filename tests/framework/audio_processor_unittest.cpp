@@ -122,6 +122,7 @@ TEST(ReblockingTest, NoOutputBuffersMeansFalseAndANewBlockSizeRestartsTheTime) {
 TEST(RenderTest, WholeBlocksAndOutputBuffersWithoutAllocating) {
   DoublingNode direct, reblocking;
   direct.setup(2, 2, 256, 48000.0);
+  direct.setInternalBlockSize(-64); // off, as 0 is
   reblocking.setup(2, 2, 256, 48000.0);
   reblocking.setInternalBlockSize(64);
   std::vector<float> left(256, 0.25f), right(256, 0.5f);
