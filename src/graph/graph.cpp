@@ -54,10 +54,6 @@ void Graph::reset() {
   connections_->clear();
   nodes_.clear();
   nextNodeIdentifier_ = 0;
-  scratchBuffers_.clear();
-  scratchPointers_.clear();
-  scratchFed_.clear();
-  scratchChannelCount_ = 0;
   inputChannels_ = outputChannels_ = 0;
   maximumFrames_ = 0;
   sampleRate_ = 0.0;
@@ -166,15 +162,12 @@ bool Graph::prepare(int, double sampleRate) {
     isPrepared_ = false;
     return false;
   }
-  if (widest > scratchChannelCount_) {
-    scratchBuffers_.assign(static_cast<size_t>(widest), std::vector<float>(static_cast<size_t>(maximumFrames_), 0.0f));
-    scratchPointers_.clear();
-    for (auto& buffer : scratchBuffers_) {
-      scratchPointers_.push_back(buffer.data());
-    }
-    scratchFed_.assign(static_cast<size_t>(widest), 0);
-    scratchChannelCount_ = widest;
+  scratchBuffers_.assign(static_cast<size_t>(widest), std::vector<float>(static_cast<size_t>(maximumFrames_), 0.0f));
+  scratchPointers_.clear();
+  for (auto& buffer : scratchBuffers_) {
+    scratchPointers_.push_back(buffer.data());
   }
+  scratchFed_.assign(static_cast<size_t>(widest), 0);
   rebuildRenderPlan();
   isPrepared_ = true;
   return true;

@@ -108,7 +108,7 @@ private:
   double sampleRate_ = 0.0;
   bool isSetUp_ = false;
   bool isPrepared_ = false;
-  int scratchChannelCount_ = 0;
+  // The widest node's channels of maximum frames, sized anew by every prepare.
   std::vector<std::vector<float>> scratchBuffers_;
   std::vector<float*> scratchPointers_;
   std::vector<char> scratchFed_; // per scratch channel: filled by a route in this step
