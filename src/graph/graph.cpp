@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 
 namespace vora {
 
@@ -146,9 +147,7 @@ bool Graph::prepare(int, double sampleRate) {
   // Identifiers are dense from 0 after a reset, so counting numbers are the
   // node identifiers.
   std::vector<uint32_t> candidates(nodes_.size());
-  for (size_t i = 0; i < candidates.size(); ++i) {
-    candidates[i] = static_cast<uint32_t>(i);
-  }
+  std::iota(candidates.begin(), candidates.end(), 0u);
   connections_->computeRenderSequence(candidates);
   sampleRate_ = sampleRate;
 
