@@ -35,12 +35,8 @@ void ConnectionTable::add(const NodeConnection& connection) {
 
 void ConnectionTable::insert(const NodeConnection& connection) {
   list_.push_back(connection);
-  if (connection.sourceNode != kNoNode) {
-    knownNodes_.insert(connection.sourceNode);
-  }
-  if (connection.targetNode != kNoNode) {
-    knownNodes_.insert(connection.targetNode);
-  }
+  knownNodes_.insert(connection.sourceNode);
+  knownNodes_.insert(connection.targetNode);
 }
 
 namespace {
@@ -59,9 +55,6 @@ auto collect(const std::vector<NodeConnection>& list, Select select, Project pro
 
 const NodeConnection& whole(const NodeConnection& connection) {
   return connection;
-}
-uint32_t source(const NodeConnection& connection) {
-  return connection.sourceNode;
 }
 uint32_t target(const NodeConnection& connection) {
   return connection.targetNode;
@@ -84,19 +77,8 @@ std::vector<uint32_t> ConnectionTable::successors(uint32_t node) const {
       list_, [node](const NodeConnection& c) { return c.sourceNode == node; }, target);
 }
 
-std::vector<uint32_t> ConnectionTable::predecessors(uint32_t node) const {
-  return collect(
-      list_, [node](const NodeConnection& c) { return c.targetNode == node; }, source);
-}
-
 bool ConnectionTable::hasIncoming(uint32_t node) const {
-  return std::any_of(list_.begin(), list_.end(),
-                     [node](const NodeConnection& c) { return c.targetNode == node && c.sourceNode != kNoNode; });
-}
-
-bool ConnectionTable::hasOutgoing(uint32_t node) const {
-  return std::any_of(list_.begin(), list_.end(),
-                     [node](const NodeConnection& c) { return c.sourceNode == node && c.targetNode != kNoNode; });
+  return std::any_of(list_.begin(), list_.end(), [node](const NodeConnection& c) { return c.targetNode == node; });
 }
 
 void ConnectionTable::clear() {
@@ -150,7 +132,7 @@ void ConnectionTable::computeRenderSequence(const std::vector<uint32_t>& candida
 
 void ConnectionTable::forEachInRenderOrder(const std::function<void(uint32_t, std::vector<NodeConnection>)>& f) const {
   for (uint32_t node : renderSequence_) {
-    if (node != kNoNode && node != kRenderRoot) {
+    if (node != kRenderRoot) {
       f(node, incoming(node));
     }
   }

@@ -21,9 +21,7 @@ public:
   std::vector<NodeConnection> incoming(uint32_t node) const;
   std::vector<NodeConnection> outgoing(uint32_t node) const;
   std::vector<uint32_t> successors(uint32_t node) const;
-  std::vector<uint32_t> predecessors(uint32_t node) const;
   bool hasIncoming(uint32_t node) const;
-  bool hasOutgoing(uint32_t node) const;
   void clear();
 
   // Reverse post-order of a depth-first search from kRenderRoot, which is

@@ -180,9 +180,6 @@ void Graph::rebuildRenderPlan() {
       return;
     }
     for (const NodeConnection& connection : incoming) {
-      if (connection.sourceNode == kNoNode) {
-        continue;
-      }
       if (AudioProcessor* source = findNode(connection.sourceNode)) {
         step.routes.push_back(Route{source, connection.channels});
       }
