@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -113,7 +114,12 @@ TEST(EngineKernelsTest, VectorPathEqualsThePlainPathBitForBit) {
     x.insert(x.end(), scale.begin(), scale.end());
     return x;
   });
-  EXPECT_EQ(floored[0], clean[0] * 1e-5f);
+  for (size_t k = 0; k < 74; ++k) {
+    const float m = k % 3 == 0 ? clean[k] * 1e-5f : clean[k];
+    const float scale = k < 3 ? 1.0f : std::min(m * (1.0f / kFloorMagnitude), 1.0f);
+    ASSERT_EQ(floored[k], k < 3 ? m : m * scale) << k;
+    ASSERT_EQ(floored[74 + k], scale) << k;
+  }
   both([&clean](auto ops) {
     Floats x = clean, envelope(128), peakOf = clean;
     rectify<decltype(ops)>(x.data(), 1.0f, envelope.data(), 128);
@@ -121,6 +127,12 @@ TEST(EngineKernelsTest, VectorPathEqualsThePlainPathBitForBit) {
     x.push_back(largestMagnitude<decltype(ops)>(peakOf.data(), 128));
     return x;
   });
+  for (size_t at = 0; at < 8; ++at) { // the peak in each lane of both accumulators
+    Floats x(8, 0.5f);
+    x[at] = -3.0f;
+    EXPECT_EQ(largestMagnitude<Plain>(x.data(), 8), 3.0f) << at;
+    EXPECT_EQ(largestMagnitude<Vector>(x.data(), 8), 3.0f) << at;
+  }
   both([&clean](auto ops) {
     Floats out = clean, dry(clean.rbegin(), clean.rend());
     crossfade<decltype(ops)>(out.data(), dry.data(), 0.3f, 128);
