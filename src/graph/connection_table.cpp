@@ -30,13 +30,7 @@ void ConnectionTable::add(const NodeConnection& connection) {
       return;
     }
   }
-  insert(connection);
-}
-
-void ConnectionTable::insert(const NodeConnection& connection) {
   list_.push_back(connection);
-  knownNodes_.insert(connection.sourceNode);
-  knownNodes_.insert(connection.targetNode);
 }
 
 namespace {
@@ -84,7 +78,6 @@ bool ConnectionTable::hasIncoming(uint32_t node) const {
 void ConnectionTable::clear() {
   list_.clear();
   renderSequence_.clear();
-  knownNodes_.clear();
 }
 
 void ConnectionTable::visit(uint32_t node, std::set<uint32_t>& visited, std::vector<uint32_t>& postOrder) const {
@@ -106,27 +99,21 @@ void ConnectionTable::computeRenderSequence(const std::vector<uint32_t>& candida
       add(NodeConnection{kRenderRoot, candidate, {{0, 0}}});
     }
   }
-  renderSequence_.clear();
-
-  std::vector<uint32_t> roots;
-  for (uint32_t node : knownNodes_) {
-    if (!hasIncoming(node)) {
-      roots.push_back(node);
+  // And so do the roots: the sources that nothing feeds, in order.
+  std::set<uint32_t> roots;
+  for (const NodeConnection& connection : list_) {
+    if (!hasIncoming(connection.sourceNode)) {
+      roots.insert(connection.sourceNode);
     }
   }
   for (uint32_t root : roots) {
-    insert(NodeConnection{kRenderRoot, root, {{0, 0}}});
+    list_.push_back(NodeConnection{kRenderRoot, root, {{0, 0}}});
   }
 
   std::set<uint32_t> visited;
   std::vector<uint32_t> postOrder;
   visit(kRenderRoot, visited, postOrder);
-  std::reverse(postOrder.begin(), postOrder.end());
-  for (uint32_t node : postOrder) {
-    if (std::find(renderSequence_.begin(), renderSequence_.end(), node) == renderSequence_.end()) {
-      renderSequence_.push_back(node);
-    }
-  }
+  renderSequence_.assign(postOrder.rbegin(), postOrder.rend());
   list_ = saved; // the root's connections were only scaffolding
 }
 
