@@ -149,7 +149,7 @@ TEST(RenderSequenceTest, CycleReachableFromARootIsVisitedOnce) {
   table.computeRenderSequence({0, 1, 2, 3});
   EXPECT_EQ(table.renderSequence(), (std::vector<uint32_t>{101010, 0, 2, 3, 1}));
   EXPECT_EQ(table.list().size(), 4u); // the root's scaffolding is gone again
-  table.add({4, 0, {{0, 0}}}); // a new root ahead of all: the order starts afresh
+  table.add({4, 0, {{0, 0}}});        // a new root ahead of all: the order starts afresh
   table.computeRenderSequence({0, 1, 2, 3, 4});
   EXPECT_EQ(table.renderSequence(), (std::vector<uint32_t>{101010, 4, 0, 2, 3, 1}));
   table.clear();
