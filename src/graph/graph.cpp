@@ -55,6 +55,7 @@ void Graph::reset() {
   connections_->clear();
   nodes_.clear();
   nextNodeIdentifier_ = 0;
+  freeScratch();
   inputChannels_ = outputChannels_ = 0;
   maximumFrames_ = 0;
   sampleRate_ = 0.0;
@@ -65,6 +66,13 @@ void Graph::release() {
   for (auto& node : nodes_) {
     node->release();
   }
+  freeScratch();
+}
+
+void Graph::freeScratch() {
+  scratchBuffers_ = {};
+  scratchPointers_ = {};
+  scratchFed_ = {};
 }
 
 std::unique_ptr<AudioProcessor> Graph::createNode(unsigned type) {

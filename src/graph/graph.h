@@ -37,7 +37,10 @@ public:
 
   // Topology.
   bool setup(int inputChannels, int outputChannels, int maximumFrames, double sampleRate);
+  // Destroys every node and frees everything frame-sized; setup starts over.
   void reset();
+  // Frees every node's buffers and the scratch, keeping the nodes and their
+  // connections; the next prepare sizes everything again.
   void release();
   std::unique_ptr<AudioProcessor> createNode(unsigned type);
   int addNode(unsigned type, int inputChannels, int outputChannels);
@@ -87,6 +90,8 @@ public:
   bool postNodeMessage(uint32_t node, MessageKind kind);
 
 private:
+  void freeScratch();
+
   // Precomputed per-block walk: the nodes in render order with their
   // feeders resolved to pointers, so that process() allocates nothing.
   struct Route {

@@ -236,6 +236,29 @@ TEST(GraphProcessTest, ChainOfTestNodesRunsWithoutAllocating) {
   EXPECT_EQ(std::vector<float>(block.right.begin() + 48, block.right.end()), std::vector<float>(52, -1.5f));
 }
 
+// Whatever is sized by the frame count is given back by a release (the
+// nodes stay) and by a reset (they go): what the graph still holds then is
+// the same for 64 frames as for 4096.
+TEST(GraphProcessTest, ReleaseAndResetGiveBackEverythingFrameSized) {
+  const auto heldAfter = [](int maximumFrames, bool reset) {
+    StereoBlock block(maximumFrames);
+    AudioTimeStamp timeStamp{0, true};
+    const size_t before = larkspin_test::liveBytes();
+    Graph graph;
+    graph.setup(2, 2, maximumFrames, 48000.0);
+    const uint32_t negate = static_cast<uint32_t>(graph.adoptNode(std::make_unique<NegatingBlockNode>(), 2, 2));
+    graph.connectNodes(0, negate);
+    graph.connectNodes(negate, 1);
+    EXPECT_TRUE(graph.prepare(0, 48000.0));
+    EXPECT_TRUE(graph.process(maximumFrames, block.buffers(), timeStamp));
+    reset ? graph.reset() : graph.release();
+    EXPECT_FALSE(graph.process(maximumFrames, block.buffers(), timeStamp));
+    return larkspin_test::liveBytes() - before;
+  };
+  EXPECT_EQ(heldAfter(64, false), heldAfter(4096, false));
+  EXPECT_EQ(heldAfter(64, true), heldAfter(4096, true));
+}
+
 TEST(GraphForwardingTest, BindingsCarryMappedValues) {
   Graph graph;
   graph.setup(1, 1, 64, 48000.0);
