@@ -49,6 +49,12 @@ public:
   int getLatency() override { return 48; }
 };
 
+// Takes messages of kind 1 only.
+class ListeningNode : public GainNode {
+public:
+  bool acceptsMessage(uint32_t kind) override { return kind == 1; }
+};
+
 uint32_t addGain(Graph& graph, int channels) {
   return static_cast<uint32_t>(graph.adoptNode(std::make_unique<GainNode>(), channels, channels));
 }
@@ -279,6 +285,15 @@ TEST(GraphForwardingTest, BindingsCarryMappedValues) {
   EXPECT_EQ(graph.getNodeParameterValue(target, gain, -1, 0), 0.0f);
   EXPECT_FALSE(graph.setNodeParameterValue(42, gain, 1.0f, 0, 0));
   EXPECT_FALSE(graph.postNodeMessage(target, Graph::MessageKind::One));
+  // 16-byte messages (20 bytes with the ring's length word) fit while a
+  // quarter of the free space holds one: 6653 of them in 133,120 bytes.
+  const uint32_t listener = static_cast<uint32_t>(graph.adoptNode(std::make_unique<ListeningNode>(), 1, 1));
+  EXPECT_FALSE(graph.postNodeMessage(listener, Graph::MessageKind::Two));
+  int accepted = 0;
+  while (accepted < 10000 && graph.postNodeMessage(listener, Graph::MessageKind::One)) {
+    ++accepted;
+  }
+  EXPECT_EQ(accepted, 6653);
   EXPECT_TRUE(graph.setNodeBypassed(target, true));
   EXPECT_FALSE(graph.setNodeBypassed(42, true));
   EXPECT_EQ(graph.getNodePreset(42).parameterCount(), 0u);
