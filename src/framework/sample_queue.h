@@ -11,7 +11,7 @@ namespace vora {
 
 class SampleQueue {
 public:
-  explicit SampleQueue(size_t capacity) : storage_(capacity, 0.0f) {}
+  explicit SampleQueue(size_t capacity) : storage_(capacity) {}
 
   size_t size() const { return size_; }
   size_t capacity() const { return storage_.size(); }
