@@ -57,15 +57,12 @@ struct GenericAudioProcessor::PrivateImplementation {
 
   uint32_t processor() const { return static_cast<uint32_t>(processorNodeId); }
 
-  bool configureNodes(int channels) {
+  void configureNodes(int channels) {
     inputNodeId = static_cast<int32_t>(graph.getInputNodeIdentifier());
     outputNodeId = static_cast<int32_t>(graph.getOutputNodeIdentifier());
     processorNodeId = graph.addNode(static_cast<unsigned>(NodeType::Dynamics), channels, channels);
     graph.connectNodes(static_cast<uint32_t>(inputNodeId), processor());
     graph.connectNodes(processor(), static_cast<uint32_t>(outputNodeId));
-    pushIntensity(intensity);
-    pushBypass(bypassed);
-    return processorNodeId >= 0;
   }
 
   // A refused write is followed by a read-back, so that the stored values
@@ -121,7 +118,7 @@ bool GenericAudioProcessor::setup(float sampleRate, int maximumFrames, int chann
     if (self.presetApplied && self.graph.isSetUp()) {
       self.presetApplied = self.graph.applyNodePreset(self.processor(), presetFromPayload(self.currentPresetPayload));
     }
-    // Again: the preset may have changed these parameters.
+    // After the preset, which may carry these parameters too.
     self.pushIntensity(self.intensity);
     self.pushBypass(self.bypassed);
     return self.graph.prepare(0, static_cast<double>(sampleRate));

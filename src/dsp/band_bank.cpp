@@ -93,19 +93,17 @@ void BandBank::build(float rate, uint32_t size, float thresholdDb) {
       table[bin] = static_cast<float>(bandWeight(band, static_cast<double>(rate), omega));
     }
     // The range starts at the first weight above the threshold and ends at
-    // the first one after it that is not.
+    // the first one after it that is not; with none above, it is empty at
+    // binCount.
     uint32_t first = 0;
-    while (first < kMaxBinCount && !(table[first] > threshold)) {
+    while (first < binCount && !(table[first] > threshold)) {
       ++first;
     }
     uint32_t end = first;
-    while (end < kMaxBinCount && table[end] > threshold) {
+    while (end < binCount && table[end] > threshold) {
       ++end;
     }
-    if (first == kMaxBinCount) {
-      first = end = 0;
-    }
-    ranges[band] = {table + first, first, end};
+    ranges[band] = {first, end};
   }
 }
 

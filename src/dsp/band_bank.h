@@ -29,9 +29,8 @@ double bandWeightDb(int band, double sampleRate, double omega);
 
 // The bins where a band's weight is above the search threshold.
 struct BandRange {
-  const float* firstWeight = nullptr; // weight of `firstBin`
-  uint32_t firstBin = 0;              // inclusive
-  uint32_t endBin = 0;                // exclusive
+  uint32_t firstBin = 0; // inclusive
+  uint32_t endBin = 0;   // exclusive
 };
 
 struct BandBank {

@@ -34,8 +34,6 @@ public:
 
   float* data() { return data_; }
   const float* data() const { return data_; }
-  uint32_t length() const { return length_; }
-  uint32_t hop() const { return hop_; }
 
 private:
   float data_[kCapacity] = {};

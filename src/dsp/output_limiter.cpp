@@ -9,16 +9,16 @@ namespace vora {
 
 void OutputLimiter::limit(float* overlap, float* envelope, uint32_t hop, float attackLength, float releaseLength) {
   // Re-initialised only when the wanted length really changes (first hop,
-  // new sample rate), so that the release carries over between hops.
+  // new sample rate), so that the release carries over between hops. No
+  // smoother needs a start state: the attack pass sets its state at its
+  // first sample, and so does the release pass after a restart, as every
+  // sample is at or above the floor it restarts from.
   if (!release_.hasLength(releaseLength)) {
     releaseCurrent_ = kFloor;
     release_.initialise(releaseLength, 0.0f);
-    release_.setState(releaseCurrent_);
   }
   if (!attack_.hasLength(attackLength)) {
-    attackCurrent_ = kFloor;
     attack_.initialise(attackLength, 0.0f);
-    attack_.setState(attackCurrent_);
   }
 
   // Nothing above the ceiling and no release in progress: both passes would
@@ -36,18 +36,17 @@ void OutputLimiter::limit(float* overlap, float* envelope, uint32_t hop, float a
   while (last > 0 && envelope[last - 1] == kFloor) {
     --last;
   }
+  float attack = kFloor;
   for (uint32_t i = last; i-- > 0;) {
     const float e = envelope[i];
-    if (e >= attackCurrent_) {
-      attackCurrent_ = e;
+    if (e >= attack) {
+      attack = e;
       attack_.setState(e);
     } else {
-      attackCurrent_ = attack_.step(e);
+      attack = attack_.step(e);
     }
-    envelope[i] = attackCurrent_;
+    envelope[i] = attack;
   }
-  attackCurrent_ = kFloor;
-  attack_.setState(kFloor);
 
   for (uint32_t i = 0; i < hop; ++i) {
     const float e = std::max(std::fabs(envelope[i]), kFloor);

@@ -25,8 +25,7 @@ private:
 
   OnePoleSmoother release_;
   float releaseCurrent_ = kFloor;
-  OnePoleSmoother attack_;
-  float attackCurrent_ = kFloor;
+  OnePoleSmoother attack_; // its state lives only within one backward pass
 };
 
 } // namespace vora

@@ -28,6 +28,17 @@
 #include <cstdint>
 #include <numbers>
 
+#if defined(__SANITIZE_ADDRESS__)
+#define LARKSPIN_FFT_POISON_UNUSED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define LARKSPIN_FFT_POISON_UNUSED 1
+#endif
+#endif
+#ifdef LARKSPIN_FFT_POISON_UNUSED
+#include <sanitizer/asan_interface.h>
+#endif
+
 namespace vora {
 
 template <class Ops> class PackedRealFft {
@@ -35,6 +46,11 @@ template <class Ops> class PackedRealFft {
 
 public:
   static constexpr uint32_t kMaxSize = kMaxFftSize;
+
+  PackedRealFft() = default;
+  PackedRealFft(const PackedRealFft&) = delete;
+  PackedRealFft& operator=(const PackedRealFft&) = delete;
+  ~PackedRealFft() { markUnused(kMaxHalf, kMaxHalf + 4, kMaxHalf); }
 
   // Accepts the engine's sizes only (256, 512 or 1024); returns false for
   // anything else.
@@ -67,6 +83,7 @@ public:
       mergeRe_[k] = static_cast<float>(scale * std::cos(angle));
       mergeIm_[k] = static_cast<float>(-scale * std::sin(angle));
     }
+    markUnused(half_, half_ + 1, twiddleAt);
     return true;
   }
 
@@ -286,6 +303,29 @@ private:
       storeComplex(yRe, yIm, q, {Ops::add(a.re, b.re), Ops::add(a.im, b.im)});
       storeComplex(yRe, yIm, q + s, {Ops::sub(a.re, b.re), Ops::sub(a.im, b.im)});
     }
+  }
+
+  // Under AddressSanitizer, the parts of the fixed tables and buffers that
+  // this size leaves unused (past `tables` entries of each per-bin table,
+  // `work` of each work buffer, `twiddles` of the twiddles) are poisoned, so
+  // that a loop running one vector too far fails as it would on a block of
+  // exactly the size in use. Elsewhere it does nothing.
+  void markUnused([[maybe_unused]] uint32_t tables, [[maybe_unused]] uint32_t work,
+                  [[maybe_unused]] uint32_t twiddles) {
+#ifdef LARKSPIN_FFT_POISON_UNUSED
+    const auto mark = [](float* buffer, uint32_t capacity, uint32_t used) {
+      ASAN_UNPOISON_MEMORY_REGION(buffer, capacity * sizeof(float));
+      ASAN_POISON_MEMORY_REGION(buffer + used, (capacity - used) * sizeof(float));
+    };
+    for (float* table : {splitRe_, splitIm_, mergeRe_, mergeIm_}) {
+      mark(table, kMaxHalf, tables);
+    }
+    for (float* buffer : {aRe_, aIm_, bRe_, bIm_}) {
+      mark(buffer, kMaxHalf + 4, work);
+    }
+    mark(twiddleRe_, kMaxHalf, twiddles);
+    mark(twiddleIm_, kMaxHalf, twiddles);
+#endif
   }
 
   uint32_t size_ = 0;

@@ -1,5 +1,6 @@
 #include "dsp/payload_codec.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -94,7 +95,8 @@ void writeField(unsigned char* bytes, std::size_t& cursor, const FieldDescriptor
     bytes[cursor + 1] = static_cast<unsigned char>(word & 0xFF);
     cursor += 2;
   } else {
-    bytes[cursor] = integer < 0 ? 0 : static_cast<unsigned char>(static_cast<uint64_t>(integer) & 0xFFu);
+    // An unsigned byte takes no negative value: those become 0.
+    bytes[cursor] = static_cast<unsigned char>(static_cast<uint64_t>(std::max<int64_t>(integer, 0)) & 0xFFu);
     cursor += 1;
   }
 }

@@ -74,13 +74,9 @@ void PexVorafier::processMono(float* channel, bool bypass, float mix) {
 
 void PexVorafier::analyse(int channel, const float* input) {
   SpectralChannel& c = channels_[channel];
-  float* spectrum = stft_.analyse(channel, input, c.magnitude);
-  // Bin 0 leaves the band processing; its real part and the Nyquist real
-  // part are put back unchanged at synthesis.
-  c.dcReal = spectrum[0];
-  c.nyquistReal = spectrum[1];
-  spectrum[0] = 0.0f;
-  spectrum[1] = 0.0f;
+  stft_.analyse(channel, input, c.magnitude);
+  // Bin 0 leaves the band processing; synthesis scales bins 1 .. N/2-1 only,
+  // so the DC and Nyquist parts pass unchanged.
   c.magnitude[0] = 0.0f;
   applyFloor(c.magnitude, c.floorScale, floorFirstBin_, floorEndBin_);
 }
@@ -119,9 +115,6 @@ void PexVorafier::computeBandWeights(int channelCount) {
 // it on its way in.
 void PexVorafier::synthesise(int channel, float* output, bool limit) {
   SpectralChannel& c = channels_[channel];
-  float* spectrum = stft_.spectrum(channel);
-  spectrum[0] = c.dcReal;
-  spectrum[1] = c.nyquistReal;
   float* overlap = stft_.synthesise(channel, bandWeight_[channel], c.floorScale);
   if (limit) {
     c.limiter.limit(overlap, limiterEnvelope_, hopSize_, attackLength_, releaseLength_);

@@ -88,8 +88,6 @@ public:
 private:
   // The spectral state of one channel between analysis and synthesis.
   struct SpectralChannel {
-    float dcReal = 0.0f;
-    float nyquistReal = 0.0f;
     alignas(16) float magnitude[kMaxBinCount] = {};  // after the low-magnitude floor
     alignas(16) float floorScale[kMaxBinCount] = {}; // floored / original magnitude
     OutputLimiter limiter;

@@ -7,7 +7,6 @@ namespace vora {
 
 bool Stft::setup(uint32_t fftSize) {
   if (!fft_.setup(fftSize)) {
-    fftSize_ = hopSize_ = 0;
     return false;
   }
   fftSize_ = fftSize;

@@ -25,7 +25,8 @@ public:
 
   // Sizes everything for an FFT of `fftSize` points (isEngineFftSize) and
   // clears the frames. Makes the FFT plan; not real-time safe. False for a
-  // size the FFT refuses, leaving the framing unusable until the next setup.
+  // size the FFT refuses, which leaves the previous set-up as it was (as
+  // the FFT keeps its previous plan).
   bool setup(uint32_t fftSize);
 
   uint32_t fftSize() const { return fftSize_; }
@@ -38,8 +39,6 @@ public:
   // which the caller may change in place before synthesise(). With
   // `magnitude`, also |X[k]| for k = 0 .. N/2-1, as RealFft::forward.
   float* analyse(int channel, const float* hop, float* magnitude = nullptr);
-  // The same spectrum, as analyse() left it or the caller changed it.
-  float* spectrum(int channel) { return channels_[channel].spectrum; }
   // Transforms the channel's spectrum back, windows it and adds it into the
   // overlap buffer, which it returns: N samples, of which the first hop is
   // now complete and may be changed in place before emit(). With `scaleA`

@@ -159,8 +159,10 @@ struct Vec4Sse2 {
   static V lessThan(V a, V b) { return _mm_cmplt_ps(a, b); }
   static V select(V mask, V a, V b) { return _mm_or_ps(_mm_and_ps(mask, a), _mm_andnot_ps(mask, b)); }
   static float maxLane(V a) {
-    const V pairs = _mm_max_ps(a, _mm_movehl_ps(a, a)); // max(0, 2), max(1, 3)
-    return _mm_cvtss_f32(_mm_max_ss(pairs, _mm_shuffle_ps(pairs, pairs, _MM_SHUFFLE(1, 1, 1, 1))));
+    // max(0, 2) and max(1, 3) in lanes 0 and 1; max_ss reads lane 0 only,
+    // so the shuffle need only bring lane 1 down.
+    const V pairs = _mm_max_ps(a, _mm_movehl_ps(a, a));
+    return _mm_cvtss_f32(_mm_max_ss(pairs, _mm_shuffle_ps(pairs, pairs, 1)));
   }
   static V exponent(V a) {
     const __m128i biased = _mm_and_si128(_mm_srli_epi32(_mm_castps_si128(a), 23), _mm_set1_epi32(0xff));

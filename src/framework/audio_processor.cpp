@@ -110,12 +110,11 @@ bool AudioProcessor::render(int numInputs, int numOutputs, int frames, float** b
       heldTimeStamp_.sampleTime = timeStamp.sampleTime;
       heldTimeStamp_.isValid = true;
     }
+    // The queues move in step: each input queue holds what the first does,
+    // and so does each output queue.
     for (size_t level = inputQueues_[0].size(); level >= block; level -= block) {
       for (int ch = 0; ch < processingChannels_; ++ch) {
-        SampleQueue& queue = inputQueues_[static_cast<size_t>(ch)];
-        if (queue.size() >= block) {
-          queue.pop(blockPointers_[static_cast<size_t>(ch)], block);
-        }
+        inputQueues_[static_cast<size_t>(ch)].pop(blockPointers_[static_cast<size_t>(ch)], block);
       }
       if (!bypassed_) {
         processBlock(numInputs, numOutputs, internalBlockSize_, blockPointers_.data(), heldTimeStamp_);
@@ -123,35 +122,19 @@ bool AudioProcessor::render(int numInputs, int numOutputs, int frames, float** b
       if (heldTimeStamp_.isValid) {
         heldTimeStamp_.sampleTime += internalBlockSize_;
       }
-      for (int ch = 0; ch < processingChannels_; ++ch) {
+      // Only outputs are read back: what the channels beyond them (a node
+      // with more inputs than outputs) hold after processing is dropped.
+      for (int ch = 0; ch < numOutputs; ++ch) {
         outputQueues_[static_cast<size_t>(ch)].push(blockPointers_[static_cast<size_t>(ch)], block);
       }
     }
 
-    const size_t available = outputQueues_[0].size();
-    if (numOutputs == 0) {
-      for (auto& queue : outputQueues_) {
-        queue.clear();
-      }
-    } else if (available != 0) {
-      // Lead with silence until enough processed samples are queued.
-      const size_t pad = count > available ? count - available : 0;
-      for (int ch = 0; ch < numOutputs; ++ch) {
-        std::fill(buffers[ch], buffers[ch] + pad, 0.0f);
-        SampleQueue& queue = outputQueues_[static_cast<size_t>(ch)];
-        if (queue.size() >= count - pad) {
-          queue.pop(buffers[ch] + pad, count - pad);
-        }
-      }
-      // Channels beyond the outputs (a node with more inputs than outputs)
-      // are never read: drop as much, so their queues cannot fill up.
-      for (size_t ch = static_cast<size_t>(numOutputs); ch < outputQueues_.size(); ++ch) {
-        outputQueues_[ch].discard(count - pad);
-      }
-    } else {
-      for (int ch = 0; ch < numOutputs; ++ch) {
-        std::fill(buffers[ch], buffers[ch] + count, 0.0f);
-      }
+    // Lead with silence until enough processed samples are queued.
+    const size_t available = numOutputs > 0 ? outputQueues_[0].size() : 0;
+    const size_t pad = count > available ? count - available : 0;
+    for (int ch = 0; ch < numOutputs; ++ch) {
+      std::fill(buffers[ch], buffers[ch] + pad, 0.0f);
+      outputQueues_[static_cast<size_t>(ch)].pop(buffers[ch] + pad, count - pad);
     }
   }
 
@@ -195,25 +178,14 @@ bool AudioProcessor::addParameter(ParameterIdentifier id, float value, float min
   if (id == ParameterIdentifier::parameter_unspecified) {
     return true;
   }
-  if (parameters_.size() <= channel) {
-    parameters_.resize(static_cast<size_t>(channel) + 1);
-  }
-  auto& bands = parameters_[channel];
-  if (bands.size() <= band) {
-    bands.resize(static_cast<size_t>(band) + 1);
-  }
-  bands[band].insert_or_assign(id, parameter);
+  parameters_.insert_or_assign({channel, band, id}, parameter);
   return true;
 }
 
 const AudioProcessorParameter* AudioProcessor::getParameter(ParameterIdentifier id, unsigned channel,
                                                             unsigned band) const {
-  if (channel >= parameters_.size() || band >= parameters_[channel].size()) {
-    return nullptr;
-  }
-  const ParameterCell& cell = parameters_[channel][band];
-  const auto it = cell.find(id);
-  return it == cell.end() ? nullptr : &it->second;
+  const auto it = parameters_.find({channel, band, id});
+  return it == parameters_.end() ? nullptr : &it->second;
 }
 
 AudioProcessorParameter* AudioProcessor::getParameter(ParameterIdentifier id, unsigned channel, unsigned band) {
@@ -250,12 +222,8 @@ AudioProcessorPreset AudioProcessor::getPreset() const {
   for (const auto& [id, property] : properties_) {
     preset.addProperty(id, property.getValue());
   }
-  for (size_t channel = 0; channel < parameters_.size(); ++channel) {
-    for (size_t band = 0; band < parameters_[channel].size(); ++band) {
-      for (const auto& [id, parameter] : parameters_[channel][band]) {
-        preset.addParameter(parameter, static_cast<unsigned>(channel), static_cast<unsigned>(band));
-      }
-    }
+  for (const auto& [key, parameter] : parameters_) {
+    preset.addParameter(parameter, std::get<0>(key), std::get<1>(key));
   }
   return preset;
 }

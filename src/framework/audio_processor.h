@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <tuple>
 #include <vector>
 
 namespace vora {
@@ -96,8 +97,6 @@ public:
   bool applyPreset(const AudioProcessorPreset& preset);
 
 private:
-  using ParameterCell = std::map<ParameterIdentifier, AudioProcessorParameter>;
-
   void releaseQueues();
   bool queuesEmpty() const;
 
@@ -122,7 +121,8 @@ private:
   bool outputReady_ = false;
   bool bypassed_ = false;
   std::map<PropertyIdentifier, AudioProcessorProperty> properties_;
-  std::vector<std::vector<ParameterCell>> parameters_; // [channel][band]
+  // By (channel, band, identifier): a snapshot lists them in that order.
+  std::map<std::tuple<unsigned, unsigned, ParameterIdentifier>, AudioProcessorParameter> parameters_;
 };
 
 } // namespace vora

@@ -11,11 +11,10 @@ namespace vora {
 
 class SampleQueue {
 public:
-  explicit SampleQueue(size_t capacity) : storage_(capacity, 0.0f) {}
+  explicit SampleQueue(size_t capacity) : storage_(capacity) {}
 
   size_t size() const { return size_; }
   size_t capacity() const { return storage_.size(); }
-  void clear() { size_ = head_ = 0; }
 
   // Pushes as much of `count` as fits (it always fits when sized for the
   // worst case, as the node base class does).
@@ -43,13 +42,6 @@ public:
       done += run;
       head_ = (head_ + run) % capacity();
     }
-    size_ -= count;
-  }
-
-  // Drops the `count` oldest samples (at most size()).
-  void discard(size_t count) {
-    count = std::min(count, size_);
-    head_ = (head_ + count) % capacity();
     size_ -= count;
   }
 

@@ -30,17 +30,7 @@ void ConnectionTable::add(const NodeConnection& connection) {
       return;
     }
   }
-  insert(connection);
-}
-
-void ConnectionTable::insert(const NodeConnection& connection) {
   list_.push_back(connection);
-  if (connection.sourceNode != kNoNode) {
-    knownNodes_.insert(connection.sourceNode);
-  }
-  if (connection.targetNode != kNoNode) {
-    knownNodes_.insert(connection.targetNode);
-  }
 }
 
 namespace {
@@ -59,9 +49,6 @@ auto collect(const std::vector<NodeConnection>& list, Select select, Project pro
 
 const NodeConnection& whole(const NodeConnection& connection) {
   return connection;
-}
-uint32_t source(const NodeConnection& connection) {
-  return connection.sourceNode;
 }
 uint32_t target(const NodeConnection& connection) {
   return connection.targetNode;
@@ -84,25 +71,13 @@ std::vector<uint32_t> ConnectionTable::successors(uint32_t node) const {
       list_, [node](const NodeConnection& c) { return c.sourceNode == node; }, target);
 }
 
-std::vector<uint32_t> ConnectionTable::predecessors(uint32_t node) const {
-  return collect(
-      list_, [node](const NodeConnection& c) { return c.targetNode == node; }, source);
-}
-
 bool ConnectionTable::hasIncoming(uint32_t node) const {
-  return std::any_of(list_.begin(), list_.end(),
-                     [node](const NodeConnection& c) { return c.targetNode == node && c.sourceNode != kNoNode; });
-}
-
-bool ConnectionTable::hasOutgoing(uint32_t node) const {
-  return std::any_of(list_.begin(), list_.end(),
-                     [node](const NodeConnection& c) { return c.sourceNode == node && c.targetNode != kNoNode; });
+  return std::any_of(list_.begin(), list_.end(), [node](const NodeConnection& c) { return c.targetNode == node; });
 }
 
 void ConnectionTable::clear() {
   list_.clear();
   renderSequence_.clear();
-  knownNodes_.clear();
 }
 
 void ConnectionTable::visit(uint32_t node, std::set<uint32_t>& visited, std::vector<uint32_t>& postOrder) const {
@@ -124,33 +99,27 @@ void ConnectionTable::computeRenderSequence(const std::vector<uint32_t>& candida
       add(NodeConnection{kRenderRoot, candidate, {{0, 0}}});
     }
   }
-  renderSequence_.clear();
-
-  std::vector<uint32_t> roots;
-  for (uint32_t node : knownNodes_) {
-    if (!hasIncoming(node)) {
-      roots.push_back(node);
+  // And so do the roots: the sources that nothing feeds, in order.
+  std::set<uint32_t> roots;
+  for (const NodeConnection& connection : list_) {
+    if (!hasIncoming(connection.sourceNode)) {
+      roots.insert(connection.sourceNode);
     }
   }
   for (uint32_t root : roots) {
-    insert(NodeConnection{kRenderRoot, root, {{0, 0}}});
+    list_.push_back(NodeConnection{kRenderRoot, root, {{0, 0}}});
   }
 
   std::set<uint32_t> visited;
   std::vector<uint32_t> postOrder;
   visit(kRenderRoot, visited, postOrder);
-  std::reverse(postOrder.begin(), postOrder.end());
-  for (uint32_t node : postOrder) {
-    if (std::find(renderSequence_.begin(), renderSequence_.end(), node) == renderSequence_.end()) {
-      renderSequence_.push_back(node);
-    }
-  }
+  renderSequence_.assign(postOrder.rbegin(), postOrder.rend());
   list_ = saved; // the root's connections were only scaffolding
 }
 
 void ConnectionTable::forEachInRenderOrder(const std::function<void(uint32_t, std::vector<NodeConnection>)>& f) const {
   for (uint32_t node : renderSequence_) {
-    if (node != kNoNode && node != kRenderRoot) {
+    if (node != kRenderRoot) {
       f(node, incoming(node));
     }
   }

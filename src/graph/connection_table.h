@@ -1,5 +1,4 @@
-// The graph's connections, the set of nodes they touch, and the render
-// order computed from them.
+// The graph's connections and the render order computed from them.
 #pragma once
 
 #include "graph/node_connection.h"
@@ -21,9 +20,7 @@ public:
   std::vector<NodeConnection> incoming(uint32_t node) const;
   std::vector<NodeConnection> outgoing(uint32_t node) const;
   std::vector<uint32_t> successors(uint32_t node) const;
-  std::vector<uint32_t> predecessors(uint32_t node) const;
   bool hasIncoming(uint32_t node) const;
-  bool hasOutgoing(uint32_t node) const;
   void clear();
 
   // Reverse post-order of a depth-first search from kRenderRoot, which is
@@ -38,12 +35,10 @@ public:
   const std::vector<uint32_t>& renderSequence() const { return renderSequence_; }
 
 private:
-  void insert(const NodeConnection& connection);
   void visit(uint32_t node, std::set<uint32_t>& visited, std::vector<uint32_t>& postOrder) const;
 
   std::vector<NodeConnection> list_;
   std::vector<uint32_t> renderSequence_;
-  std::set<uint32_t> knownNodes_;
 };
 
 } // namespace vora

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 
 namespace vora {
 
@@ -21,9 +22,7 @@ bool Graph::setup(int inputChannels, int outputChannels, int maximumFrames, doub
   if (isSetUp_) {
     return true;
   }
-  timeStamp_ = AudioTimeStamp{};
   sampleRate_ = sampleRate;
-  maximumChannels_ = std::max(inputChannels, outputChannels);
   inputChannels_ = inputChannels;
   outputChannels_ = outputChannels;
   maximumFrames_ = maximumFrames;
@@ -56,12 +55,8 @@ void Graph::reset() {
   connections_->clear();
   nodes_.clear();
   nextNodeIdentifier_ = 0;
-  scratchBuffers_.clear();
-  scratchPointers_.clear();
-  scratchFed_.clear();
-  scratchChannelCount_ = 0;
-  timeStamp_ = AudioTimeStamp{};
-  maximumChannels_ = inputChannels_ = outputChannels_ = 0;
+  freeScratch();
+  inputChannels_ = outputChannels_ = 0;
   maximumFrames_ = 0;
   sampleRate_ = 0.0;
 }
@@ -71,6 +66,13 @@ void Graph::release() {
   for (auto& node : nodes_) {
     node->release();
   }
+  freeScratch();
+}
+
+void Graph::freeScratch() {
+  scratchBuffers_ = {};
+  scratchPointers_ = {};
+  scratchFed_ = {};
 }
 
 std::unique_ptr<AudioProcessor> Graph::createNode(unsigned type) {
@@ -153,9 +155,7 @@ bool Graph::prepare(int, double sampleRate) {
   // Identifiers are dense from 0 after a reset, so counting numbers are the
   // node identifiers.
   std::vector<uint32_t> candidates(nodes_.size());
-  for (size_t i = 0; i < candidates.size(); ++i) {
-    candidates[i] = static_cast<uint32_t>(i);
-  }
+  std::iota(candidates.begin(), candidates.end(), 0u);
   connections_->computeRenderSequence(candidates);
   sampleRate_ = sampleRate;
 
@@ -169,15 +169,12 @@ bool Graph::prepare(int, double sampleRate) {
     isPrepared_ = false;
     return false;
   }
-  if (widest > scratchChannelCount_) {
-    scratchBuffers_.assign(static_cast<size_t>(widest), std::vector<float>(static_cast<size_t>(maximumFrames_), 0.0f));
-    scratchPointers_.clear();
-    for (auto& buffer : scratchBuffers_) {
-      scratchPointers_.push_back(buffer.data());
-    }
-    scratchFed_.assign(static_cast<size_t>(widest), 0);
-    scratchChannelCount_ = widest;
+  scratchBuffers_.assign(static_cast<size_t>(widest), std::vector<float>(static_cast<size_t>(maximumFrames_), 0.0f));
+  scratchPointers_.clear();
+  for (auto& buffer : scratchBuffers_) {
+    scratchPointers_.push_back(buffer.data());
   }
+  scratchFed_.assign(static_cast<size_t>(widest), 0);
   rebuildRenderPlan();
   isPrepared_ = true;
   return true;
@@ -191,9 +188,6 @@ void Graph::rebuildRenderPlan() {
       return;
     }
     for (const NodeConnection& connection : incoming) {
-      if (connection.sourceNode == kNoNode) {
-        continue;
-      }
       if (AudioProcessor* source = findNode(connection.sourceNode)) {
         step.routes.push_back(Route{source, connection.channels});
       }
@@ -221,7 +215,6 @@ bool Graph::process(int frames, float** buffers, AudioTimeStamp& timeStamp) {
       return false;
     }
   }
-  timeStamp_ = timeStamp;
   const size_t bytes = static_cast<size_t>(frames) * sizeof(float);
 
   node_GraphInput* input = inputNode_;

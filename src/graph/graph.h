@@ -37,7 +37,10 @@ public:
 
   // Topology.
   bool setup(int inputChannels, int outputChannels, int maximumFrames, double sampleRate);
+  // Destroys every node and frees everything frame-sized; setup starts over.
   void reset();
+  // Frees every node's buffers and the scratch, keeping the nodes and their
+  // connections; the next prepare sizes everything again.
   void release();
   std::unique_ptr<AudioProcessor> createNode(unsigned type);
   int addNode(unsigned type, int inputChannels, int outputChannels);
@@ -87,6 +90,8 @@ public:
   bool postNodeMessage(uint32_t node, MessageKind kind);
 
 private:
+  void freeScratch();
+
   // Precomputed per-block walk: the nodes in render order with their
   // feeders resolved to pointers, so that process() allocates nothing.
   struct Route {
@@ -102,15 +107,13 @@ private:
 
   std::vector<std::unique_ptr<AudioProcessor>> nodes_;
   std::unique_ptr<ConnectionTable> connections_;
-  int maximumChannels_ = 0;
   int inputChannels_ = 0;
   int outputChannels_ = 0;
   int maximumFrames_ = 0;
   double sampleRate_ = 0.0;
-  AudioTimeStamp timeStamp_;
   bool isSetUp_ = false;
   bool isPrepared_ = false;
-  int scratchChannelCount_ = 0;
+  // The widest node's channels of maximum frames, sized anew by every prepare.
   std::vector<std::vector<float>> scratchBuffers_;
   std::vector<float*> scratchPointers_;
   std::vector<char> scratchFed_; // per scratch channel: filled by a route in this step

@@ -11,7 +11,6 @@ bool node_GraphInput::onSetup(int numInputs, int numOutputs, int maxFrames, doub
     return false;
   }
   channelCount_ = numInputs;
-  channelBuffers_.clear();
   channelBuffers_.assign(static_cast<size_t>(std::max(channelCount_, 0)),
                          std::vector<float>(static_cast<size_t>(std::max(maxFrames, 0)), 0.0f));
   return true;

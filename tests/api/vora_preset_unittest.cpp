@@ -225,7 +225,7 @@ TEST(PresetTest, BadArgumentsGetTheDocumentedAnswers) {
   EXPECT_EQ(vora_preset_encode(nullptr, payload.data(), nullptr, 0, &count), -1);
   EXPECT_EQ(count, 7) << "nothing is written on a bad call";
   EXPECT_EQ(vora_preset_format_issue(nullptr, nullptr, 0), -1);
-  EXPECT_EQ(vora_preset_format_issue(&issue, nullptr, 4), -1);
+  EXPECT_EQ(vora_preset_format_issue(&issue, nullptr, 1), -1); // even room for the NUL alone
   EXPECT_EQ(vora_preset_field_name(static_cast<vora_preset_field>(VORA_PRESET_FIELD_COUNT)), nullptr);
   EXPECT_EQ(vora_preset_value(nullptr, 0, 0, VORA_PRESET_GAIN_DB), nullptr);
   EXPECT_EQ(vora_preset_value(&preset, VORA_PRESET_BAND_COUNT, 0, VORA_PRESET_GAIN_DB), nullptr);

@@ -46,17 +46,21 @@ TEST(BandBankTest, RangesCoverTheBandsAndStopAtTheThreshold) {
   for (int b = 0; b < kBandCount; ++b) {
     const BandRange& range = bank.ranges[b];
     ASSERT_LT(range.firstBin, range.endBin) << b;
-    EXPECT_EQ(range.firstWeight, &bank.weights[b][range.firstBin]);
     EXPECT_GT(bank.weights[b][range.firstBin], threshold);
     if (range.firstBin > 0) {
       EXPECT_LE(bank.weights[b][range.firstBin - 1], threshold);
     }
-    if (range.endBin < kMaxBinCount) {
-      EXPECT_LE(bank.weights[b][range.endBin], threshold);
-    }
+    EXPECT_LE(bank.weights[b][range.endBin], threshold); // 0 past the bins
   }
   EXPECT_EQ(bank.ranges[0].firstBin, 0u);
   EXPECT_EQ(bank.ranges[13].endBin, 128u);
+  // A threshold above every weight (at most 1) leaves every range empty at
+  // the end of the bins.
+  bank.build(96000.0f, 512, 1.0f);
+  for (const BandRange& range : bank.ranges) {
+    EXPECT_EQ(range.firstBin, 256u);
+    EXPECT_EQ(range.endBin, 256u);
+  }
 }
 
 } // namespace

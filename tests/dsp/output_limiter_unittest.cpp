@@ -42,7 +42,7 @@ TEST(OutputLimiterTest, PullsALoneSampleOfTwoToOne) {
 class LimiterReleaseTest : public testing::TestWithParam<float> {};
 
 // A peak at the end of one hop still reduces the start of the next: the
-// release state is not restarted between hops.
+// release state is not restarted between hops, only for a new length.
 TEST_P(LimiterReleaseTest, ReleaseCarriesOverToTheNextHop) {
   LimiterRig rig(GetParam());
   float overlap[512];
@@ -56,6 +56,11 @@ TEST_P(LimiterReleaseTest, ReleaseCarriesOverToTheNextHop) {
   rig.run(overlap);
   EXPECT_LT(overlap[0], 0.2f);
   EXPECT_LT(overlap[0], overlap[rig.hop - 1]);
+
+  // A new release length (another rate) starts afresh, from no reduction.
+  std::fill(overlap, overlap + 512, 0.5f);
+  rig.limiter.limit(overlap, rig.envelope, rig.hop, rig.attack, 2.0f * rig.release);
+  EXPECT_EQ(overlap[0], 0.5f);
 }
 
 INSTANTIATE_TEST_SUITE_P(Rates, LimiterReleaseTest, testing::Values(44100.0f, 48000.0f, 96000.0f));

@@ -102,22 +102,27 @@ INSTANTIATE_TEST_SUITE_P(
                     ReblockingCase{100, 100, false, {36, 0, 8}}, ReblockingCase{128, 128, false, {10, 0, 0, 0}, 10},
                     ReblockingCase{128, 10, true, {10, 10, 10, 10, 10, 10, 0, 0}}));
 
-TEST(ReblockingTest, NoOutputBuffersMeansFalse) {
+// A new block size also starts the held time stamp again.
+TEST(ReblockingTest, NoOutputBuffersMeansFalseAndANewBlockSizeRestartsTheTime) {
   std::vector<float> block = ramp(64);
   float* buffers[1] = {block.data()};
-  AudioTimeStamp timeStamp;
+  AudioTimeStamp timeStamp{500, true};
   DoublingNode sink; // no outputs: processes, but has no output buffers
   sink.setup(1, 0, 128, 48000.0);
   sink.setInternalBlockSize(64);
   EXPECT_FALSE(sink.render(1, 0, 64, buffers, timeStamp));
-  EXPECT_EQ(sink.blockTimes.size(), 1u);
   EXPECT_FALSE(sink.isOutputReady());
   EXPECT_EQ(sink.getOutputBuffers(), nullptr);
+  sink.setInternalBlockSize(32);
+  timeStamp.sampleTime = 9000;
+  sink.render(1, 0, 64, buffers, timeStamp);
+  EXPECT_EQ(sink.blockTimes, (std::vector<int64_t>{500, 9000, 9032}));
 }
 
 TEST(RenderTest, WholeBlocksAndOutputBuffersWithoutAllocating) {
   DoublingNode direct, reblocking;
   direct.setup(2, 2, 256, 48000.0);
+  direct.setInternalBlockSize(-64); // off, as 0 is
   reblocking.setup(2, 2, 256, 48000.0);
   reblocking.setInternalBlockSize(64);
   std::vector<float> left(256, 0.25f), right(256, 0.5f);
@@ -149,6 +154,7 @@ TEST(MessageTest, SizeZeroRefusedAndQuarterOfFreeSpaceRule) {
   EXPECT_FALSE(node.enqueueMessage(otherKind)); // not accepted by the node
 
   MessageRing ring(400);
+  EXPECT_EQ(ring.freeBytes(), 400u);
   int accepted = 0;
   while (ring.freeBytes() >= 80) {
     ASSERT_TRUE(ring.write(message, 16));

@@ -2,6 +2,7 @@
 #include "framework/audio_processor_preset.h"
 #include "framework/audio_processor_property.h"
 #include "framework/identifiers.h"
+#include "framework/message_sink.h"
 
 #include "support/capture_stdout.h"
 
@@ -9,11 +10,35 @@
 
 #include <cmath>
 #include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <vector>
 
 namespace vora {
 namespace {
 
 using larkspin_test::captureStdout;
+
+// Lines go to the innermost route of this thread until it ends; with none,
+// to standard output. A route cannot be copied: a copy would restore twice.
+TEST(MessageRouteTest, LinesGoToTheInnermostRouteUntilItEnds) {
+  static_assert(!std::is_copy_constructible_v<MessageRoute> && !std::is_copy_assignable_v<MessageRoute>);
+  using Lines = std::vector<std::string>;
+  const MessageHook keep = [](void* lines, const char* line) { static_cast<Lines*>(lines)->push_back(line); };
+  Lines outer, inner;
+  {
+    const MessageRoute route(keep, &outer);
+    emitLine("one");
+    {
+      const MessageRoute nested(keep, &inner);
+      emitFormattedLine("two %d", 2);
+    }
+    emitLine(std::string("three"));
+  }
+  EXPECT_EQ(outer, (Lines{"one", "three"}));
+  EXPECT_EQ(inner, (Lines{"two 2"}));
+  EXPECT_EQ(captureStdout([] { emitLine("four"); }), "four\n");
+}
 
 AudioProcessorParameter gainParameter() {
   AudioProcessorParameter parameter;

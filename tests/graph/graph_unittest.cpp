@@ -49,6 +49,12 @@ public:
   int getLatency() override { return 48; }
 };
 
+// Takes messages of kind 1 only.
+class ListeningNode : public GainNode {
+public:
+  bool acceptsMessage(uint32_t kind) override { return kind == 1; }
+};
+
 uint32_t addGain(Graph& graph, int channels) {
   return static_cast<uint32_t>(graph.adoptNode(std::make_unique<GainNode>(), channels, channels));
 }
@@ -149,6 +155,12 @@ TEST(RenderSequenceTest, CycleReachableFromARootIsVisitedOnce) {
   table.computeRenderSequence({0, 1, 2, 3});
   EXPECT_EQ(table.renderSequence(), (std::vector<uint32_t>{101010, 0, 2, 3, 1}));
   EXPECT_EQ(table.list().size(), 4u); // the root's scaffolding is gone again
+  table.add({4, 0, {{0, 0}}});        // a new root ahead of all: the order starts afresh
+  table.computeRenderSequence({0, 1, 2, 3, 4});
+  EXPECT_EQ(table.renderSequence(), (std::vector<uint32_t>{101010, 4, 0, 2, 3, 1}));
+  table.clear();
+  table.computeRenderSequence({0});
+  EXPECT_EQ(table.renderSequence(), (std::vector<uint32_t>{101010, 0}));
 }
 
 struct StereoBlock {
@@ -230,6 +242,29 @@ TEST(GraphProcessTest, ChainOfTestNodesRunsWithoutAllocating) {
   EXPECT_EQ(std::vector<float>(block.right.begin() + 48, block.right.end()), std::vector<float>(52, -1.5f));
 }
 
+// Whatever is sized by the frame count is given back by a release (the
+// nodes stay) and by a reset (they go): what the graph still holds then is
+// the same for 64 frames as for 4096.
+TEST(GraphProcessTest, ReleaseAndResetGiveBackEverythingFrameSized) {
+  const auto heldAfter = [](int maximumFrames, bool reset) {
+    StereoBlock block(maximumFrames);
+    AudioTimeStamp timeStamp{0, true};
+    const size_t before = larkspin_test::liveBytes();
+    Graph graph;
+    graph.setup(2, 2, maximumFrames, 48000.0);
+    const uint32_t negate = static_cast<uint32_t>(graph.adoptNode(std::make_unique<NegatingBlockNode>(), 2, 2));
+    graph.connectNodes(0, negate);
+    graph.connectNodes(negate, 1);
+    EXPECT_TRUE(graph.prepare(0, 48000.0));
+    EXPECT_TRUE(graph.process(maximumFrames, block.buffers(), timeStamp));
+    reset ? graph.reset() : graph.release();
+    EXPECT_FALSE(graph.process(maximumFrames, block.buffers(), timeStamp));
+    return larkspin_test::liveBytes() - before;
+  };
+  EXPECT_EQ(heldAfter(64, false), heldAfter(4096, false));
+  EXPECT_EQ(heldAfter(64, true), heldAfter(4096, true));
+}
+
 TEST(GraphForwardingTest, BindingsCarryMappedValues) {
   Graph graph;
   graph.setup(1, 1, 64, 48000.0);
@@ -250,6 +285,15 @@ TEST(GraphForwardingTest, BindingsCarryMappedValues) {
   EXPECT_EQ(graph.getNodeParameterValue(target, gain, -1, 0), 0.0f);
   EXPECT_FALSE(graph.setNodeParameterValue(42, gain, 1.0f, 0, 0));
   EXPECT_FALSE(graph.postNodeMessage(target, Graph::MessageKind::One));
+  // 16-byte messages (20 bytes with the ring's length word) fit while a
+  // quarter of the free space holds one: 6653 of them in 133,120 bytes.
+  const uint32_t listener = static_cast<uint32_t>(graph.adoptNode(std::make_unique<ListeningNode>(), 1, 1));
+  EXPECT_FALSE(graph.postNodeMessage(listener, Graph::MessageKind::Two));
+  int accepted = 0;
+  while (accepted < 10000 && graph.postNodeMessage(listener, Graph::MessageKind::One)) {
+    ++accepted;
+  }
+  EXPECT_EQ(accepted, 6653);
   EXPECT_TRUE(graph.setNodeBypassed(target, true));
   EXPECT_FALSE(graph.setNodeBypassed(42, true));
   EXPECT_EQ(graph.getNodePreset(42).parameterCount(), 0u);

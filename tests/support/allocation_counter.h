@@ -10,6 +10,10 @@ namespace larkspin_test {
 // Allocations by this thread since the program started.
 std::size_t allocationCount();
 
+// Bytes this thread has allocated and not yet freed (as the allocator
+// rounds them), to see that a release gives back what a set-up took.
+std::size_t liveBytes();
+
 // Counts the allocations made while it is alive.
 class AllocationScope {
 public:

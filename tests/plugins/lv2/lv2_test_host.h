@@ -31,6 +31,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace larkspin_test {
@@ -63,9 +64,13 @@ inline LV2_URID lv2Urid(const char* uri) {
 }
 
 // Writes `size` bytes to a file in the temporary folder; returns its path.
+// Written beside and renamed into place: test processes running at once
+// write the same names, and none may read another's half-written file.
 inline std::string writeFile(const std::string& name, const void* bytes, size_t size) {
   const auto path = std::filesystem::temp_directory_path() / ("larkspin_lv2_" + name);
-  std::ofstream(path, std::ios::binary).write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
+  const std::string partial = path.string() + "." + std::to_string(getpid());
+  std::ofstream(partial, std::ios::binary).write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
+  std::filesystem::rename(partial, path);
   return path.string();
 }
 
