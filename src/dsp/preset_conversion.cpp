@@ -24,8 +24,7 @@ AudioProcessorPreset presetFromPayload(const unsigned char* payload) {
 }
 
 VorafierParameters parametersFromPreset(const AudioProcessorPreset& preset) {
-  VorafierParameters parameters;
-  parameters.level = 1.0f;
+  VorafierParameters parameters; // level keeps its default: the processing does not use it
   const auto& values = preset.parameters();
   for (unsigned channel = 0; channel < 2; ++channel) {
     for (unsigned band = 0; band < kControlledBandCount; ++band) {
