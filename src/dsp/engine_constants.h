@@ -12,6 +12,9 @@ namespace vora {
 // every linear gain, so that dB -> gain -> dB keeps the same offset.
 inline constexpr float kFloatMinimum = 1.1754944e-38f;
 
+// Mono or stereo: the preset carries per-channel values for two channels.
+inline constexpr int kMaxChannels = 2;
+
 // Sample rates the engine accepts, Hz: 32 to 192 kHz, with a hertz of
 // margin on both sides for rates that arrive as rounded floats.
 inline constexpr float kMinSampleRate = 31999.0f;

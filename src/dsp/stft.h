@@ -21,8 +21,6 @@ namespace vora {
 
 class Stft {
 public:
-  static constexpr int kMaxChannels = 2;
-
   // Sizes everything for an FFT of `fftSize` points (isEngineFftSize) and
   // clears the frames. Makes the FFT plan; not real-time safe. False for a
   // size the FFT refuses, which leaves the previous set-up as it was (as

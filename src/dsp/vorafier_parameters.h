@@ -3,6 +3,8 @@
 // payload decodes into.
 #pragma once
 
+#include "dsp/engine_constants.h"
+
 #include <array>
 #include <cstddef>
 
@@ -10,7 +12,6 @@ namespace vora {
 
 inline constexpr int kControlledBandCount = 13; // bands 0..12 have a gain computer
 inline constexpr int kBandCount = 14;           // band 13 passes at unity
-inline constexpr int kMaxChannels = 2;
 
 // One parameter kind across all bands. Fast threshold, fast ratio and gain
 // exist per channel; the slow kinds have one slot shared by both channels.
