@@ -47,6 +47,8 @@ public:
     }
   }
   int getLatency() override { return 48; }
+  void releaseResources() override { ++releases; }
+  static inline int releases = 0;
 };
 
 // Takes messages of kind 1 only.
@@ -257,7 +259,9 @@ TEST(GraphProcessTest, ReleaseAndResetGiveBackEverythingFrameSized) {
     graph.connectNodes(negate, 1);
     EXPECT_TRUE(graph.prepare(0, 48000.0));
     EXPECT_TRUE(graph.process(maximumFrames, block.buffers(), timeStamp));
+    NegatingBlockNode::releases = 0;
     reset ? graph.reset() : graph.release();
+    EXPECT_EQ(NegatingBlockNode::releases, 1); // a reset, too, lets each node release before it goes
     EXPECT_FALSE(graph.process(maximumFrames, block.buffers(), timeStamp));
     return larkspin_test::liveBytes() - before;
   };
