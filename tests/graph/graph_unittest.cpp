@@ -251,7 +251,7 @@ TEST(GraphProcessTest, ReleaseAndResetGiveBackEverythingFrameSized) {
   const auto heldAfter = [](int maximumFrames, bool reset) {
     StereoBlock block(maximumFrames);
     AudioTimeStamp timeStamp{0, true};
-    const size_t before = larkspin_test::liveBytes();
+    const larkspin_test::LiveBytesScope scope;
     Graph graph;
     graph.setup(2, 2, maximumFrames, 48000.0);
     const uint32_t negate = static_cast<uint32_t>(graph.adoptNode(std::make_unique<NegatingBlockNode>(), 2, 2));
@@ -263,7 +263,7 @@ TEST(GraphProcessTest, ReleaseAndResetGiveBackEverythingFrameSized) {
     reset ? graph.reset() : graph.release();
     EXPECT_EQ(NegatingBlockNode::releases, 1); // a reset, too, lets each node release before it goes
     EXPECT_FALSE(graph.process(maximumFrames, block.buffers(), timeStamp));
-    return larkspin_test::liveBytes() - before;
+    return scope.bytes();
   };
   EXPECT_EQ(heldAfter(64, false), heldAfter(4096, false));
   EXPECT_EQ(heldAfter(64, true), heldAfter(4096, true));

@@ -1,49 +1,55 @@
 #include "support/allocation_counter.h"
 
-#include <algorithm>
-#include <cstddef>
 #include <cstdlib>
-#include <cstring>
 #include <new>
 
 // Only the basic forms of new and delete are replaced (plus the aligned
 // pair, which over-aligned members need on targets with a smaller default
-// alignment): the array forms forward to them by default.
-//
-// Each block carries its requested size in a header just before the
-// pointer handed out, so that live bytes count what was asked for, not
-// what the allocator happened to round it to (which depends on where it
-// served the block from).
+// alignment): the array forms forward to them by default. A delete may meet
+// a block that some other new made (a sanitizer's nothrow new in a plug-in,
+// say), so blocks carry nothing of ours.
 namespace {
 thread_local std::size_t tAllocations = 0;
-thread_local std::size_t tLiveBytes = 0;
 
-constexpr std::size_t kHeader = alignof(std::max_align_t);
-static_assert(kHeader >= sizeof(std::size_t));
+// The blocks a LiveBytesScope's thread allocates while it lives, with the
+// sizes asked for (the allocator's own rounding depends on where it serves
+// a block from). A fixed table: recording must not allocate.
+thread_local bool tTracking = false;
+constexpr std::size_t kTrackedCapacity = 4096;
+void* gTrackedBlock[kTrackedCapacity];
+std::size_t gTrackedSize[kTrackedCapacity];
+std::size_t gTrackedCount = 0;
+std::size_t gTrackedLive = 0;
+bool gTrackedOverflow = false;
 
-void* counted(void* base, std::size_t header, std::size_t size) {
-  if (base == nullptr) {
+void* counted(void* p, std::size_t size) {
+  if (p == nullptr) {
     throw std::bad_alloc();
   }
-  auto* user = static_cast<unsigned char*>(base) + header;
-  std::memcpy(user - sizeof size, &size, sizeof size);
   ++tAllocations;
-  tLiveBytes += size;
-  return user;
-}
-
-void release(void* p, std::size_t header) noexcept {
-  if (p != nullptr) {
-    auto* user = static_cast<unsigned char*>(p);
-    std::size_t size = 0;
-    std::memcpy(&size, user - sizeof size, sizeof size);
-    tLiveBytes -= size;
-    std::free(user - header);
+  if (tTracking) {
+    if (gTrackedCount == kTrackedCapacity) {
+      gTrackedOverflow = true;
+    } else {
+      gTrackedBlock[gTrackedCount] = p;
+      gTrackedSize[gTrackedCount++] = size;
+      gTrackedLive += size;
+    }
   }
+  return p;
 }
 
-std::size_t alignedHeader(std::align_val_t alignment) {
-  return std::max(kHeader, static_cast<std::size_t>(alignment));
+void release(void* p) noexcept {
+  if (tTracking && p != nullptr) {
+    for (std::size_t i = 0; i < gTrackedCount; ++i) {
+      if (gTrackedBlock[i] == p) {
+        gTrackedBlock[i] = nullptr;
+        gTrackedLive -= gTrackedSize[i];
+        break;
+      }
+    }
+  }
+  std::free(p);
 }
 } // namespace
 
@@ -51,28 +57,36 @@ namespace larkspin_test {
 std::size_t allocationCount() {
   return tAllocations;
 }
-std::size_t liveBytes() {
-  return tLiveBytes;
+
+LiveBytesScope::LiveBytesScope() {
+  gTrackedCount = gTrackedLive = 0;
+  gTrackedOverflow = false;
+  tTracking = true;
+}
+LiveBytesScope::~LiveBytesScope() {
+  tTracking = false;
+}
+std::size_t LiveBytesScope::bytes() const {
+  return gTrackedOverflow ? static_cast<std::size_t>(-1) : gTrackedLive;
 }
 } // namespace larkspin_test
 
 void* operator new(std::size_t size) {
-  return counted(std::malloc(kHeader + size), kHeader, size);
+  return counted(std::malloc(size == 0 ? 1 : size), size);
 }
 void* operator new(std::size_t size, std::align_val_t alignment) {
-  const std::size_t header = alignedHeader(alignment);
-  const std::size_t align = static_cast<std::size_t>(alignment);
-  return counted(std::aligned_alloc(align, (header + size + align - 1) / align * align), header, size);
+  const auto align = static_cast<std::size_t>(alignment);
+  return counted(std::aligned_alloc(align, size == 0 ? align : (size + align - 1) / align * align), size);
 }
 void operator delete(void* p) noexcept {
-  release(p, kHeader);
+  release(p);
 }
-void operator delete(void* p, std::align_val_t alignment) noexcept {
-  release(p, alignedHeader(alignment));
+void operator delete(void* p, std::align_val_t) noexcept {
+  release(p);
 }
 void operator delete(void* p, std::size_t) noexcept {
-  release(p, kHeader);
+  release(p);
 }
-void operator delete(void* p, std::size_t, std::align_val_t alignment) noexcept {
-  release(p, alignedHeader(alignment));
+void operator delete(void* p, std::size_t, std::align_val_t) noexcept {
+  release(p);
 }

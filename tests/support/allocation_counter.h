@@ -10,10 +10,6 @@ namespace larkspin_test {
 // Allocations by this thread since the program started.
 std::size_t allocationCount();
 
-// Bytes this thread has allocated and not yet freed (as the allocator
-// rounds them), to see that a release gives back what a set-up took.
-std::size_t liveBytes();
-
 // Counts the allocations made while it is alive.
 class AllocationScope {
 public:
@@ -22,6 +18,18 @@ public:
 
 private:
   std::size_t start_;
+};
+
+// The bytes (as asked for) that this thread allocates while the scope lives
+// and has not freed yet, to see that a release gives back what a set-up
+// took. One scope at a time; up to 4096 blocks (more reads as SIZE_MAX).
+class LiveBytesScope {
+public:
+  LiveBytesScope();
+  ~LiveBytesScope();
+  LiveBytesScope(const LiveBytesScope&) = delete;
+  LiveBytesScope& operator=(const LiveBytesScope&) = delete;
+  std::size_t bytes() const;
 };
 
 } // namespace larkspin_test
