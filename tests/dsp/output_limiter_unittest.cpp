@@ -37,6 +37,13 @@ TEST(OutputLimiterTest, PullsALoneSampleOfTwoToOne) {
   EXPECT_LT(overlap[33], 0.5f); // release: reduced after it
   EXPECT_LT(overlap[31], overlap[20]);
   EXPECT_NEAR(overlap[0], 0.5f, 1e-3f); // the attack smoothing is short
+
+  // What lies past the two hops it reads has no say, however loud.
+  LimiterRig fresh(48000.0f);
+  std::fill(overlap, overlap + 512, 0.5f);
+  overlap[2 * fresh.hop] = 1e6f;
+  fresh.run(overlap);
+  EXPECT_EQ(overlap[fresh.hop - 1], 0.5f);
 }
 
 class LimiterReleaseTest : public testing::TestWithParam<float> {};
