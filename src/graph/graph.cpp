@@ -55,7 +55,7 @@ void Graph::reset() {
   connections_->clear();
   nodes_.clear();
   nextNodeIdentifier_ = 0;
-  freeScratch();
+  scratchBuffers_ = {}; // the frame-sized part; prepare rebuilds the rest
   inputChannels_ = outputChannels_ = 0;
   maximumFrames_ = 0;
   sampleRate_ = 0.0;
@@ -66,13 +66,7 @@ void Graph::release() {
   for (auto& node : nodes_) {
     node->release();
   }
-  freeScratch();
-}
-
-void Graph::freeScratch() {
   scratchBuffers_ = {};
-  scratchPointers_ = {};
-  scratchFed_ = {};
 }
 
 std::unique_ptr<AudioProcessor> Graph::createNode(unsigned type) {

@@ -90,8 +90,6 @@ public:
   bool postNodeMessage(uint32_t node, MessageKind kind);
 
 private:
-  void freeScratch();
-
   // Precomputed per-block walk: the nodes in render order with their
   // feeders resolved to pointers, so that process() allocates nothing.
   struct Route {
