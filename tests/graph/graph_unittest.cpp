@@ -75,7 +75,7 @@ TEST(GraphTopologyTest, FactoryTypesAndSetup) {
     EXPECT_EQ(captureStdout([&] { id = graph.addNode(type, 2, 2); }).empty(), type < 2) << type;
     EXPECT_EQ(id, -1);
   }
-  EXPECT_EQ(addGain(graph, 2), 2u);
+  EXPECT_EQ(graph.addNode(3, 2, 2), 2); // the dynamics node, numbered next
 
   graph.reset();
   EXPECT_EQ(graph.getSampleRate(), 0.0);
