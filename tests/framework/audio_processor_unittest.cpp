@@ -139,7 +139,7 @@ TEST(RenderTest, WholeBlocksAndOutputBuffersWithoutAllocating) {
   EXPECT_EQ(scope.allocations(), 0u);
   EXPECT_EQ(direct.processCalls, 50);
 
-  direct.render(2, 2, 256, buffers, timeStamp);
+  EXPECT_TRUE(direct.render(2, 2, 256, buffers, timeStamp));
   EXPECT_TRUE(direct.isOutputReady());
   EXPECT_EQ(direct.getOutputBuffers()[1][255], right[255]);
 }
