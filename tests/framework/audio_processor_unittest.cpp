@@ -99,7 +99,7 @@ INSTANTIATE_TEST_SUITE_P(
     HostBlocks, ReblockingTest,
     testing::Values(ReblockingCase{128, 10, false, {10, 10, 10, 10, 10, 10, 0, 0}},
                     ReblockingCase{128, 128, false, std::vector<size_t>(50, 0)}, // dividing: no delay at all
-                    ReblockingCase{100, 100, false, {36, 0, 8}}, ReblockingCase{128, 128, false, {10, 0, 0, 0}, 10},
+                    ReblockingCase{100, 100, false, {36, 0, 8}}, ReblockingCase{128, 128, false, {1, 0, 0, 0}, 1},
                     ReblockingCase{128, 10, true, {10, 10, 10, 10, 10, 10, 0, 0}}));
 
 // A new block size also starts the held time stamp again.
