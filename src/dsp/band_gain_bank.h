@@ -97,9 +97,8 @@ private:
     line.values[line.writeIndex] = -smoothed;
     // The indices are not reset when the length changes, so one may be past
     // the end after a shorter delay: the remainder brings it back.
-    const uint32_t length = line.length;
-    line.writeIndex = line.writeIndex + 1 < length ? line.writeIndex + 1 : (line.writeIndex + 1) % length;
-    line.readIndex = line.readIndex + 1 < length ? line.readIndex + 1 : (line.readIndex + 1) % length;
+    line.writeIndex = (line.writeIndex + 1) % line.length;
+    line.readIndex = (line.readIndex + 1) % line.length;
   }
 
   // Per band in lanes 0..12; lanes 13..15 stay zero.
