@@ -1,6 +1,7 @@
 #include "dsp/payload_codec.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -22,7 +23,7 @@ struct FieldDescriptor {
   float scale;
 };
 
-constexpr FieldDescriptor kDescriptors[8] = {
+constexpr std::array<FieldDescriptor, 8> kDescriptors = {{
     {1.0f, 0.0f, 0x000, 255.0f},      // 0: unsigned 8-bit fraction (level)
     {256.0f, -256.0f, 0x100, 128.0f}, // 1: signed 16-bit, 7 fractional bits
     {1.0f, 0.0f, 0x000, 255.0f},      // 2: unsigned 8-bit fraction
@@ -31,7 +32,7 @@ constexpr FieldDescriptor kDescriptors[8] = {
     {1.0f, 0.0f, 0x000, 255.0f},      // 5: unsigned 8-bit fraction
     {255.0f, 0.0f, 0x000, 1.0f},      // 6: unsigned 8-bit integer
     {255.0f, 0.0f, 0x000, 1.0f},      // 7: unsigned 8-bit integer
-};
+}};
 
 // The ten band groups in payload order; channel -1 is the shared slot.
 struct Group {
@@ -48,9 +49,12 @@ constexpr Group kGroups[10] = {
     {VorafierKind::SlowFactor, -1, 5},   {VorafierKind::SlowTimeConstant, -1, 6},
 };
 
+// The payload's bytes, as an array so that a checked build bounds every index.
+using PayloadBytes = std::array<unsigned char, kPresetPayloadSize>;
+
 // Scrambling works on little-endian 16-bit words: XOR with the key, then swap
 // the bytes. Descrambling is its own mirror image.
-void descramble(unsigned char* bytes) {
+void descramble(PayloadBytes& bytes) {
   for (std::size_t i = 0; i < kPresetPayloadSize; i += 2) {
     const unsigned char low = bytes[i];
     const unsigned char high = bytes[i + 1];
@@ -59,7 +63,7 @@ void descramble(unsigned char* bytes) {
   }
 }
 
-void scramble(unsigned char* bytes) {
+void scramble(PayloadBytes& bytes) {
   for (std::size_t i = 0; i < kPresetPayloadSize; i += 2) {
     const unsigned char first = bytes[i];
     const unsigned char second = bytes[i + 1];
@@ -68,7 +72,7 @@ void scramble(unsigned char* bytes) {
   }
 }
 
-float readField(const unsigned char* bytes, std::size_t& cursor, const FieldDescriptor& descriptor) {
+float readField(const PayloadBytes& bytes, std::size_t& cursor, const FieldDescriptor& descriptor) {
   float raw;
   if (descriptor.flags & kSigned16) {
     const auto word = static_cast<uint16_t>((bytes[cursor] << 8) | bytes[cursor + 1]);
@@ -82,7 +86,7 @@ float readField(const unsigned char* bytes, std::size_t& cursor, const FieldDesc
   return (descriptor.flags & kDecibel) ? 20.0f * std::log10(value) : value;
 }
 
-void writeField(unsigned char* bytes, std::size_t& cursor, const FieldDescriptor& descriptor, float value) {
+void writeField(PayloadBytes& bytes, std::size_t& cursor, const FieldDescriptor& descriptor, float value) {
   if (descriptor.flags & kDecibel) {
     value = std::pow(10.0f, value / 20.0f);
   }
@@ -104,8 +108,8 @@ void writeField(unsigned char* bytes, std::size_t& cursor, const FieldDescriptor
 } // namespace
 
 void decodePresetPayload(const unsigned char* payload, VorafierParameters& parameters) {
-  unsigned char bytes[kPresetPayloadSize];
-  std::memcpy(bytes, payload, kPresetPayloadSize);
+  PayloadBytes bytes;
+  std::memcpy(bytes.data(), payload, kPresetPayloadSize);
   descramble(bytes);
 
   parameters = VorafierParameters{};
@@ -121,7 +125,7 @@ void decodePresetPayload(const unsigned char* payload, VorafierParameters& param
 }
 
 void encodePresetPayload(const VorafierParameters& parameters, unsigned char* payload) {
-  unsigned char bytes[kPresetPayloadSize];
+  PayloadBytes bytes;
   std::size_t cursor = 0;
   writeField(bytes, cursor, kDescriptors[0], parameters.level);
   for (const Group& group : kGroups) {
@@ -132,7 +136,7 @@ void encodePresetPayload(const VorafierParameters& parameters, unsigned char* pa
     }
   }
   scramble(bytes);
-  std::memcpy(payload, bytes, kPresetPayloadSize);
+  std::memcpy(payload, bytes.data(), kPresetPayloadSize);
 }
 
 } // namespace vora

@@ -36,14 +36,14 @@ bool Stft::setup(uint32_t fftSize) {
 float* Stft::analyse(int channel, const float* hop, float* magnitude) {
   Channel& c = channels_[channel];
   c.input.push(hop);
-  fft_.forward(c.input.data(), c.spectrum, {.window = analysisWindow_, .magnitude = magnitude});
+  fft_.forward(c.input.data(), c.spectrum, {.window = analysisWindow_.data(), .magnitude = magnitude});
   return c.spectrum;
 }
 
 float* Stft::synthesise(int channel, const float* scaleA, const float* scaleB) {
   Channel& c = channels_[channel];
   float* overlap = c.overlap.data();
-  fft_.inverse(c.spectrum, overlap, {.scaleA = scaleA, .scaleB = scaleB, .window = synthesisWindow_});
+  fft_.inverse(c.spectrum, overlap, {.scaleA = scaleA, .scaleB = scaleB, .window = synthesisWindow_.data()});
   return overlap;
 }
 

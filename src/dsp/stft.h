@@ -15,6 +15,7 @@
 #include "dsp/hop_fifo.h"
 #include "dsp/real_fft.h"
 
+#include <array>
 #include <cstdint>
 
 namespace vora {
@@ -46,8 +47,8 @@ public:
   // Copies the complete hop to `out` and moves the overlap buffer on.
   void emit(int channel, float* out);
 
-  const float* analysisWindow() const { return analysisWindow_; }
-  const float* synthesisWindow() const { return synthesisWindow_; }
+  const float* analysisWindow() const { return analysisWindow_.data(); }
+  const float* synthesisWindow() const { return synthesisWindow_.data(); }
 
 private:
   struct Channel {
@@ -60,8 +61,9 @@ private:
   uint32_t hopSize_ = 0;
   RealFft fft_;
   Channel channels_[kMaxChannels];
-  alignas(16) float analysisWindow_[kMaxFftSize] = {};
-  alignas(16) float synthesisWindow_[kMaxFftSize] = {};
+  // Arrays, so that a checked build bounds every index into them.
+  alignas(16) std::array<float, kMaxFftSize> analysisWindow_{};
+  alignas(16) std::array<float, kMaxFftSize> synthesisWindow_{};
 };
 
 } // namespace vora
