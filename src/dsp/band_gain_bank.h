@@ -77,7 +77,7 @@ private:
     float values[SlowGainState::kLineCapacity] = {};
     uint32_t writeIndex = 0;
     uint32_t readIndex = 0;
-    uint32_t length = 999; // forces a reset on first use
+    uint32_t length = UINT32_MAX; // no delay is this long: forces a reset on first use
     uint32_t delayHops = 0;
   };
 

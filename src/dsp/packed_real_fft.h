@@ -251,8 +251,9 @@ private:
   // twiddles; a transpose turns their outputs into four runs of y.
   void firstPass(const float* xRe, const float* xIm, float* yRe, float* yIm) const {
     const uint32_t m = half_ / 4;
-    const float* wRe = twiddleRe_ + stageTwiddles_[0];
-    const float* wIm = twiddleIm_ + stageTwiddles_[0];
+    // The first stage's twiddles open the tables.
+    const float* wRe = twiddleRe_;
+    const float* wIm = twiddleIm_;
     const size_t twoM = size_t{2} * m;
     for (uint32_t p = 0; p < m; p += 4) {
       Complex y0, y1, y2, y3;
