@@ -27,7 +27,13 @@ TEST(VorafierParametersTest, SetterWritesTheRecordPositions) {
       {VorafierKind::SlowFactor, 0, 6},    {VorafierKind::SlowTimeConstant, 0, 7}, {VorafierKind::Gain, 0, 8},
       {VorafierKind::Gain, 1, 9},
   };
+  // A new record: level 1, a 5 ms slow delay in every band, zero elsewhere.
   VorafierParameters parameters;
+  float flat[131];
+  std::memcpy(flat, &parameters, sizeof(flat));
+  for (int i = 0; i < 131; ++i) {
+    EXPECT_EQ(flat[i], i == 0 ? 1.0f : (i - 1) % 10 == 5 ? 5.0f : 0.0f) << i;
+  }
   for (const Case& c : cases) {
     float values[kControlledBandCount];
     for (int band = 0; band < kControlledBandCount; ++band) {
@@ -35,7 +41,6 @@ TEST(VorafierParametersTest, SetterWritesTheRecordPositions) {
     }
     parameters.set(c.kind, c.channel, values);
   }
-  float flat[131];
   std::memcpy(flat, &parameters, sizeof(flat));
   for (const Case& c : cases) {
     for (int band = 0; band < kControlledBandCount; ++band) {
