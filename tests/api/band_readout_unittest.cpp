@@ -39,16 +39,20 @@ vora_ap_control* settledOnTone(unsigned char* payload, double amplitude, int blo
   return control;
 }
 
-TEST(BandReadoutTest, SteadyToneInOneBand) {
-  constexpr double kAmplitude = 0.3;
+// The default preset with no slow levelling and `channel` in every band.
+vora_preset uniformPreset(vora_preset_channel channel) {
   vora_preset preset;
   vora_preset_default(&preset);
   for (auto& band : preset.bands) {
     band.slowFactor = 0.0f;
-    for (auto& channel : band.channels) {
-      channel = {1.0f, -20.0f, 0.5f};
-    }
+    band.channels[0] = band.channels[1] = channel;
   }
+  return preset;
+}
+
+TEST(BandReadoutTest, SteadyToneInOneBand) {
+  constexpr double kAmplitude = 0.3;
+  vora_preset preset = uniformPreset({1.0f, -20.0f, 0.5f});
   preset.bands[kToneBand].channels[1].gainDb = 3.0f;
   unsigned char payload[VORA_AP_PRESET_PAYLOAD_SIZE];
   ASSERT_EQ(vora_preset_encode(&preset, payload, nullptr, 0, nullptr), 0);
@@ -100,12 +104,7 @@ TEST(BandReadoutTest, SteadyToneInOneBand) {
 TEST(BandReadoutTest, SlowLevellingSettlesAtTheDocumentedSlope) {
   for (float ratio : {1.0f, 0.5f}) {
     for (float factor : {0.2f, 0.5f, 1.0f}) {
-      vora_preset preset;
-      vora_preset_default(&preset);
-      for (auto& band : preset.bands) {
-        band.slowFactor = 0.0f;
-        band.channels[0] = band.channels[1] = {0.0f, 0.0f, 1.0f};
-      }
+      vora_preset preset = uniformPreset({0.0f, 0.0f, 1.0f});
       vora_preset_band& band = preset.bands[kToneBand];
       band.channels[0] = band.channels[1] = {0.0f, -100.0f, ratio};
       band = {{band.channels[0], band.channels[1]}, -80.0f, factor, 0.0f, 20.0f};

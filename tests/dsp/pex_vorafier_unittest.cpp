@@ -29,9 +29,7 @@ std::vector<float> runStereo(PexVorafier& engine, const std::vector<float>& inpu
     float* channels[2] = {left.data() + start, right.data() + start};
     engine.processStereo(channels, bypass, mix);
   }
-  for (size_t i = 0; i < input.size(); ++i) {
-    EXPECT_EQ(left[i], right[i]);
-  }
+  EXPECT_EQ(left, right);
   return left;
 }
 
