@@ -55,7 +55,9 @@ void AudioProcessor::setInternalBlockSize(int blockSize) {
     return;
   }
   queuedChannels_ = processingChannels_;
-  const size_t capacity = 2 * static_cast<size_t>(std::max(internalBlockSize_, maxFrames_));
+  // The most either queue holds: less than a block left over plus a whole
+  // host call.
+  const size_t capacity = static_cast<size_t>(internalBlockSize_) + static_cast<size_t>(std::max(maxFrames_, 0));
   for (int ch = 0; ch < queuedChannels_; ++ch) {
     inputQueues_.emplace_back(capacity);
     outputQueues_.emplace_back(capacity);
