@@ -130,8 +130,7 @@ bool node_pexon::presetApplied() {
   saturateToPayloadFields(parameters);
   encodePresetPayload(parameters, payload);
   std::memcpy(published_.enginePayload, payload, sizeof payload);
-  // Never 0 again once a preset was published, even after wrapping.
-  published_.presetGeneration = published_.presetGeneration == UINT32_MAX ? 1 : published_.presetGeneration + 1;
+  ++published_.presetGeneration;
   live_.publish(published_);
   return true;
 }

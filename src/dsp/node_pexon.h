@@ -31,7 +31,7 @@ public:
   struct LiveSettings {
     float mix = 1.0f;
     bool bypassed = false;
-    uint32_t presetGeneration = 0; // 0: no preset yet
+    uint64_t presetGeneration = 0; // 0: no preset yet; 64 bits never wrap
     unsigned char enginePayload[kPresetPayloadSize] = {};
   };
 
@@ -59,7 +59,7 @@ private:
   PexVorafier engine_;
   LiveSettings published_; // control side
   LatestValueMailbox<LiveSettings> live_;
-  uint32_t enginePresetGeneration_ = 0; // audio side
+  uint64_t enginePresetGeneration_ = 0; // audio side
 };
 
 } // namespace vora
