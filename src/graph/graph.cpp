@@ -168,7 +168,7 @@ bool Graph::prepare(int, double sampleRate) {
   for (auto& buffer : scratchBuffers_) {
     scratchPointers_.push_back(buffer.data());
   }
-  scratchFed_.assign(static_cast<size_t>(widest), 0);
+  scratchFed_.resize(static_cast<size_t>(widest)); // cleared at each step that uses it
   rebuildRenderPlan();
   isPrepared_ = true;
   return true;
