@@ -78,7 +78,7 @@ private:
     uint32_t writeIndex = 0;
     uint32_t readIndex = 0;
     uint32_t length = UINT32_MAX; // no delay is this long: forces a reset on first use
-    uint32_t delayHops = 0;
+    uint32_t delayHops{};
   };
 
   void deriveLengths();
@@ -118,7 +118,7 @@ private:
 
   float slowDelayMs_[kControlledBandCount] = {};
   float slowTimeConstantMs_[kControlledBandCount] = {};
-  float hopMilliseconds_ = 0.0f;
+  float hopMilliseconds_{};
   bool derivePending_ = true;
   OnePoleSmoother smoothers_[kControlledBandCount]; // their lengths, and their set-up when one changes
   Line lines_[kControlledBandCount];

@@ -329,9 +329,9 @@ private:
 #endif
   }
 
-  uint32_t size_ = 0;
-  uint32_t half_ = 0;
-  uint32_t stageCount_ = 0; // radix-4 passes
+  uint32_t size_{};
+  uint32_t half_{};
+  uint32_t stageCount_{}; // radix-4 passes
   bool radix2Last_ = false;
   uint32_t stageTwiddles_[8] = {};
   // w^p, w^2p, w^3p per radix-4 pass; 3/4 of half_ per pass sums below half_.

@@ -99,11 +99,11 @@ private:
 
   bool presetApplied_ = false;
   bool configured_ = false;
-  uint32_t fftSize_ = 0;
-  uint32_t hopSize_ = 0;
-  float hopMilliseconds_ = 0.0f;
-  float attackLength_ = 0.0f;  // limiter, samples
-  float releaseLength_ = 0.0f; // limiter, samples
+  uint32_t fftSize_{};
+  uint32_t hopSize_{};
+  float hopMilliseconds_{};
+  float attackLength_{};  // limiter, samples
+  float releaseLength_{}; // limiter, samples
   OnePoleSmoother mixSmoother_;
   Stft stft_;
   SpectralChannel channels_[kMaxChannels];
@@ -120,8 +120,8 @@ private:
   alignas(16) float gains_[kMaxChannels][kLanes] = {};
   alignas(16) float bandWeight_[kMaxChannels][kMaxBinCount] = {}; // Σ over bands of weight × gain, per bin
   alignas(16) float limiterEnvelope_[kMaxFftSize / 2] = {};       // the limiter's scratch, two hops
-  uint32_t floorFirstBin_ = 0;
-  uint32_t floorEndBin_ = 0;
+  uint32_t floorFirstBin_{};
+  uint32_t floorEndBin_{};
   VorafierParameters parameters_;
   BandReadout readout_;
 };

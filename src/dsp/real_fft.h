@@ -57,7 +57,7 @@ public:
 private:
   struct Backend;
   std::unique_ptr<Backend> backend_;
-  uint32_t size_ = 0;
+  uint32_t size_{};
 };
 
 } // namespace vora

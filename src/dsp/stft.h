@@ -57,8 +57,8 @@ private:
     alignas(16) float spectrum[kMaxFftSize] = {};
   };
 
-  uint32_t fftSize_ = 0;
-  uint32_t hopSize_ = 0;
+  uint32_t fftSize_{};
+  uint32_t hopSize_{};
   RealFft fft_;
   Channel channels_[kMaxChannels];
   // Arrays, so that a checked build bounds every index into them.

@@ -55,7 +55,7 @@ void AudioProcessorPreset::forEachParameter(
     const size_t channelSeparator = bandSeparator == std::string::npos || bandSeparator == 0
                                         ? std::string::npos
                                         : key.rfind('_', bandSeparator - 1);
-    unsigned channel = 0, band = 0;
+    unsigned channel{}, band{};
     std::optional<ParameterIdentifier> id;
     if (channelSeparator != std::string::npos && parseIndex(key.substr(bandSeparator + 1), band) &&
         parseIndex(key.substr(channelSeparator + 1, bandSeparator - channelSeparator - 1), channel)) {
