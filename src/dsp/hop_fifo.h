@@ -2,6 +2,8 @@
 // the start, a new hop enters at the end.
 #pragma once
 
+#include "dsp/engine_constants.h"
+
 #include <algorithm>
 #include <cassert>
 #include <cstdint>
@@ -11,7 +13,7 @@ namespace vora {
 
 class HopFifo {
 public:
-  static constexpr uint32_t kCapacity = 1024;
+  static constexpr uint32_t kCapacity = kMaxFftSize; // one frame of the largest transform
 
   void initialise(uint32_t length, uint32_t hop) {
     assert(length <= kCapacity && hop > 0 && hop <= length && length % hop == 0);
