@@ -21,8 +21,7 @@ namespace {
 TEST(CInterfaceTest, NullHandlesAndAnEmptyRegistryGetNeutralAnswers) {
   // The interface fuzzer passes null handles to the other per-control calls.
   EXPECT_TRUE(vora_ap_destroy(nullptr));
-  const vora_ap_debug_info info = vora_ap_get_debug_info(nullptr);
-  const vora_ap_debug_info zero{};
+  const vora_ap_debug_info info = vora_ap_get_debug_info(nullptr), zero{};
   EXPECT_EQ(std::memcmp(&info, &zero, sizeof info), 0);
   vora_ap_log_debug_info(nullptr);
   EXPECT_FALSE(vora_ap_process(nullptr, nullptr, 4));

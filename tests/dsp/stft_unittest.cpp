@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <memory>
+#include <numeric>
 #include <random>
 #include <vector>
 
@@ -21,6 +22,8 @@ TEST(StftTest, UntouchedSpectrumGivesTheInputBackLatencyLate) {
     const uint32_t hop = stft->hopSize();
     ASSERT_EQ(hop, n / 4);
     ASSERT_EQ(stft->latency(), n - hop);
+    // The analysis window sums to one, so that band levels do not depend on N.
+    EXPECT_NEAR(std::accumulate(stft->analysisWindow(), stft->analysisWindow() + n, 0.0), 1.0, 1e-6) << n;
     std::mt19937 random(n);
     std::uniform_real_distribution<float> sample(-1.0f, 1.0f);
     std::vector<float> input[2], output[2];

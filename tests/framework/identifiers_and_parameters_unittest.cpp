@@ -104,7 +104,9 @@ TEST(PropertyTest, RangeTextAndEmptyValues) {
   EXPECT_FALSE(property.setValue(AudioProcessorPropertyValue::fromNumber(NAN)));
   EXPECT_EQ(property.getValue().getNumber(), 4.0f);
   EXPECT_FALSE(property.setValue(AudioProcessorPropertyValue{}));
-  EXPECT_TRUE(property.setValue(AudioProcessorPropertyValue::fromText("any text")));
+  AudioProcessorPropertyValue text = AudioProcessorPropertyValue::fromNumber(4.0f);
+  text.setText("any text"); // a value holds one kind at a time
+  EXPECT_TRUE(property.setValue(text));
   EXPECT_TRUE(property.getValue().hasText());
   EXPECT_FALSE(property.getValue().hasNumber());
 
