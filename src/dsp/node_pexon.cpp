@@ -3,6 +3,7 @@
 #include "dsp/payload_codec.h"
 #include "dsp/preset_conversion.h"
 #include "dsp/preset_fields.h"
+#include "framework/count.h"
 
 #include <algorithm>
 #include <cmath>
@@ -107,7 +108,7 @@ void node_pexon::processBlock(int numInputs, int numOutputs, int blockSize, floa
   const LiveSettings& settings = live_.latest();
   const float mixRatio = settings.mix;
   const bool bypassed = settings.bypassed;
-  const size_t frames = static_cast<size_t>(std::max(blockSize, 0));
+  const size_t frames = countOf(blockSize);
 
   if (numInputs == 2) {
     engine_.processStereo(blocks, bypassed, mixRatio);

@@ -1,5 +1,7 @@
 #include "framework/audio_processor.h"
 
+#include "framework/count.h"
+
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -26,8 +28,7 @@ void AudioProcessor::allocateOutputBuffers() {
   }
   outputReady_ = false;
   releaseOutputBuffers();
-  const size_t frames = static_cast<size_t>(std::max(maxFrames_, 0));
-  outputBuffers_.assign(static_cast<size_t>(numOutputs_), std::vector<float>(frames, 0.0f));
+  outputBuffers_.assign(countOf(numOutputs_), std::vector<float>(countOf(maxFrames_)));
   for (auto& buffer : outputBuffers_) {
     outputPointers_.push_back(buffer.data());
   }
@@ -57,11 +58,11 @@ void AudioProcessor::setInternalBlockSize(int blockSize) {
   queuedChannels_ = processingChannels_;
   // The most either queue holds: less than a block left over plus a whole
   // host call.
-  const size_t capacity = static_cast<size_t>(internalBlockSize_) + static_cast<size_t>(std::max(maxFrames_, 0));
+  const size_t capacity = countOf(internalBlockSize_) + countOf(maxFrames_);
   for (int ch = 0; ch < queuedChannels_; ++ch) {
     inputQueues_.emplace_back(capacity);
     outputQueues_.emplace_back(capacity);
-    blockBuffers_.emplace_back(static_cast<size_t>(internalBlockSize_), 0.0f);
+    blockBuffers_.emplace_back(countOf(internalBlockSize_));
   }
   for (auto& buffer : blockBuffers_) {
     blockPointers_.push_back(buffer.data());
@@ -79,7 +80,7 @@ bool AudioProcessor::queuesEmpty() const {
 }
 
 bool AudioProcessor::render(int numInputs, int numOutputs, int frames, float** buffers, AudioTimeStamp& timeStamp) {
-  const size_t count = static_cast<size_t>(std::max(frames, 0));
+  const size_t count = countOf(frames);
   if (internalBlockSize_ <= 0 || processingChannels_ != queuedChannels_) {
     if (!bypassed_) {
       process(numInputs, numOutputs, frames, buffers, timeStamp);
@@ -143,8 +144,8 @@ bool AudioProcessor::render(int numInputs, int numOutputs, int frames, float** b
   if (outputPointers_.empty()) {
     return false;
   }
-  const size_t outputs = std::min(static_cast<size_t>(std::max(numOutputs, 0)), outputPointers_.size());
-  const size_t copied = std::min(count, static_cast<size_t>(std::max(maxFrames_, 0)));
+  const size_t outputs = std::min(countOf(numOutputs), outputPointers_.size());
+  const size_t copied = std::min(count, countOf(maxFrames_));
   for (size_t ch = 0; ch < outputs; ++ch) {
     std::memcpy(outputPointers_[ch], buffers[ch], copied * sizeof(float));
   }

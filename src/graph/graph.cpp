@@ -1,5 +1,6 @@
 #include "graph/graph.h"
 
+#include "framework/count.h"
 #include "framework/message_sink.h"
 #include "graph/node_factory.h"
 
@@ -163,7 +164,7 @@ bool Graph::prepare(int, double sampleRate) {
     isPrepared_ = false;
     return false;
   }
-  scratchBuffers_.assign(static_cast<size_t>(widest), std::vector<float>(static_cast<size_t>(maximumFrames_), 0.0f));
+  scratchBuffers_.assign(countOf(widest), std::vector<float>(countOf(maximumFrames_)));
   scratchPointers_.clear();
   for (auto& buffer : scratchBuffers_) {
     scratchPointers_.push_back(buffer.data());

@@ -1,5 +1,7 @@
 #include "graph/graph_boundary_nodes.h"
 
+#include "framework/count.h"
+
 #include <algorithm>
 
 namespace vora {
@@ -11,13 +13,12 @@ bool node_GraphInput::onSetup(int numInputs, int numOutputs, int maxFrames, doub
     return false;
   }
   channelCount_ = numInputs;
-  channelBuffers_.assign(static_cast<size_t>(std::max(channelCount_, 0)),
-                         std::vector<float>(static_cast<size_t>(std::max(maxFrames, 0)), 0.0f));
+  channelBuffers_.assign(countOf(channelCount_), std::vector<float>(countOf(maxFrames)));
   return true;
 }
 
 void node_GraphInput::process(int, int, int frames, float** buffers, AudioTimeStamp&) {
-  const size_t count = static_cast<size_t>(std::max(frames, 0));
+  const size_t count = countOf(frames);
   for (size_t c = 0; c < channelBuffers_.size(); ++c) {
     std::copy_n(channelBuffers_[c].begin(), std::min(count, channelBuffers_[c].size()), buffers[c]);
   }
@@ -31,7 +32,7 @@ void node_GraphInput::loadHostBuffers(int channels, int frames, float** host) {
   if (channelBuffers_.empty() || channels != channelCount_ || channels < 1) {
     return;
   }
-  const size_t count = static_cast<size_t>(std::max(frames, 0));
+  const size_t count = countOf(frames);
   for (size_t c = 0; c < channelBuffers_.size(); ++c) {
     std::copy_n(host[c], std::min(count, channelBuffers_[c].size()), channelBuffers_[c].begin());
   }
