@@ -17,7 +17,7 @@ namespace vora {
 
 class BandGainBank {
 public:
-  static constexpr int kLanes = 16; // the controlled bands, in whole vectors
+  static constexpr int kLanes = kBandLanes; // the controlled bands, in whole vectors
 
   BandGainBank() {
     // Each smoother's denormal guard starts where a smoother's does.

@@ -34,6 +34,9 @@ inline constexpr bool isEngineFftSize(uint32_t size) {
 
 inline constexpr uint32_t kMaxFftSize = 1024;
 inline constexpr uint32_t kMaxBinCount = kMaxFftSize / 2;
+
+// The fourteen bands padded to whole vectors of four lanes.
+inline constexpr int kBandLanes = 16;
 // A hop is a quarter frame: four frames overlap at every sample.
 inline constexpr uint32_t kFramesPerHop = 4;
 

@@ -59,16 +59,15 @@ template <class Ops = Vec4Native> void applyFloor(float* magnitude, float* floor
 // sums[c][b] = Σ_k magnitude[c][k] × weights[b][k] over band b's span
 // [first[b], end[b]) (multiples of 4; the weights are zero outside the
 // band's own range, so a span may be wider) for bands 0 .. bandCount-1 (at
-// most 16) and one or two channels. Each band's sum is eight partial sums:
+// most kBandLanes) and one or two channels. Each band's sum is eight partial sums:
 // one per lane of two accumulators taking alternate vectors of bins (so
 // that two additions are in flight at once), added lane by lane into p,
 // then (p0 + p1) + (p2 + p3), four bands at a time.
 template <class Ops = Vec4Native>
 void bandSums(const float* const* magnitude, int channels, const float (*weights)[kMaxBinCount], const uint32_t* first,
-              const uint32_t* end, int bandCount, float (*sums)[16]) {
+              const uint32_t* end, int bandCount, float (*sums)[kBandLanes]) {
   using V = typename Ops::V;
-  constexpr int kMaxBands = 16;
-  alignas(16) float partial[2][kMaxBands][4] = {};
+  alignas(16) float partial[2][kBandLanes][4] = {};
   const auto zero = Ops::broadcast(0.0f);
   for (int b = 0; b < bandCount; ++b) {
     const float* w = weights[b];
@@ -116,17 +115,16 @@ void bandSums(const float* const* magnitude, int channels, const float (*weights
 
 // out[c][k] = Σ_b weights[b][k] × gains[c][b] for every bin, added band
 // by band in order from 0: each eight bins k = 8v .. 8v + 7 over the bands
-// bandsFrom[v] .. bandsTo[v] - 1 (gains[c] holds 16), whose weights are
+// bandsFrom[v] .. bandsTo[v] - 1 (gains[c] holds kBandLanes), whose weights are
 // zero wherever their range does not reach, adding nothing. One or two
 // channels; bins: a multiple of 8.
 template <class Ops = Vec4Native>
 void bandWeightsPerBin(const float (*weights)[kMaxBinCount], const uint8_t* bandsFrom, const uint8_t* bandsTo,
                        const float* const* gains, int channels, float* const* out, uint32_t bins) {
   using V = typename Ops::V;
-  constexpr int kMaxBands = 16;
-  alignas(16) float gain[2][kMaxBands][4];
+  alignas(16) float gain[2][kBandLanes][4];
   for (int c = 0; c < channels; ++c) {
-    for (int b = 0; b < kMaxBands; ++b) {
+    for (int b = 0; b < kBandLanes; ++b) {
       Ops::store(gain[c][b], Ops::broadcast(gains[c][b]));
     }
   }
