@@ -10,15 +10,15 @@ namespace vora {
 void OutputLimiter::limit(float* overlap, float* envelope, uint32_t hop, float attackLength, float releaseLength) {
   // Re-initialised only when the wanted length really changes (first hop,
   // new sample rate), so that the release carries over between hops. No
-  // smoother needs a start state: the attack pass sets its state at its
-  // first sample, and so does the release pass after a restart, as every
-  // sample is at or above the floor it restarts from.
+  // smoother needs a start state (both start at the floor): the attack pass
+  // sets its state at its first sample, and so does the release pass after
+  // a restart, as every sample is at or above the floor it restarts from.
   if (!release_.hasLength(releaseLength)) {
     releaseCurrent_ = kFloor;
-    release_.initialise(releaseLength, 0.0f);
+    release_.initialise(releaseLength, kFloor);
   }
   if (!attack_.hasLength(attackLength)) {
-    attack_.initialise(attackLength, 0.0f);
+    attack_.initialise(attackLength, kFloor);
   }
 
   // Nothing above the ceiling and no release in progress: both passes would
