@@ -10,7 +10,6 @@ namespace vora {
 
 class AudioProcessorPropertyValue {
 public:
-  AudioProcessorPropertyValue() = default;
   static AudioProcessorPropertyValue fromNumber(float number);
   static AudioProcessorPropertyValue fromText(const std::string& text);
 

@@ -18,9 +18,8 @@ template <class T> class LatestValueMailbox {
   static_assert(std::is_trivially_copyable_v<T>);
 
 public:
+  // Not copyable, as its atomic is not.
   explicit LatestValueMailbox(const T& initial = T{}) : slots_{initial, initial, initial} {}
-  LatestValueMailbox(const LatestValueMailbox&) = delete;
-  LatestValueMailbox& operator=(const LatestValueMailbox&) = delete;
 
   // Writer thread only.
   void publish(const T& value) {

@@ -7,8 +7,8 @@ namespace vora {
 // What a parameter hands to its bindings after an accepted change.
 struct ParameterPayload {
   ParameterIdentifier identifier = ParameterIdentifier::parameter_unspecified;
-  float previousValue = 0.0f;
-  float newValue = 0.0f;
+  float previousValue{};
+  float newValue{};
 };
 
 } // namespace vora

@@ -23,13 +23,12 @@ template <class T> class RecordLatch {
   static_assert(std::is_trivially_copyable_v<T>);
 
 public:
+  // Not copyable, as its atomics are not.
   explicit RecordLatch(const T& initial = T{}) {
     for (size_t copy = 0; copy < 2; ++copy) {
       storeCopy(copy, initial);
     }
   }
-  RecordLatch(const RecordLatch&) = delete;
-  RecordLatch& operator=(const RecordLatch&) = delete;
 
   // Writer thread only. Readers move to copy 1 while copy 0 is written,
   // then back to copy 0 while copy 1 is written.

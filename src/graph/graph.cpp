@@ -155,7 +155,7 @@ bool Graph::prepare(int, double sampleRate) {
   sampleRate_ = sampleRate;
 
   bool allSetUp = true;
-  int widest = 0;
+  int widest{}; // the most channels of any node
   for (auto& node : nodes_) {
     allSetUp = node->setup(node->getNumInputs(), node->getNumOutputs(), maximumFrames_, sampleRate) && allSetUp;
     widest = std::max({widest, node->getNumInputs(), node->getNumOutputs()});
