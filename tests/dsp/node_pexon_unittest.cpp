@@ -55,6 +55,7 @@ TEST(NodePexonTest, DeclaresParametersAndSaturatesWhatThePayloadCannotHold) {
   EXPECT_EQ(snapshot.parameters().at("vorafier_mix_ratio_0_0"), 1.0f);
   EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_slow_threshold, 1, 0), nullptr);
   EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_slow_delay, 0, 7)->getMaximum(), 500.0f);
+  EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_slow_time_constant, 0, 2)->getMaximum(), 500.0f);
   EXPECT_EQ(node.getParameter(ParameterIdentifier::vorafier_fast_threshold, 1, 3)->getMinimum(), -999.0f);
 
   using P = ParameterIdentifier;

@@ -116,8 +116,10 @@ TEST(GraphTopologyTest, ConnectionsMergeAndOverloadIsRefusedOnTheConsole) {
 
   EXPECT_FALSE(graph.connectChannels(gain, 2, other, 0)); // no such source channel
   EXPECT_FALSE(graph.connectChannels(gain, 0, other, 2)); // no such target channel
-  EXPECT_FALSE(graph.connectChannels(77, 0, other, 0));   // no such node
-  EXPECT_TRUE(graph.connectNodes(77, other));             // unknown source: nothing to do
+  EXPECT_FALSE(graph.connectChannels(gain, -1, other, 0));
+  EXPECT_FALSE(graph.connectChannels(gain, 0, other, -1));
+  EXPECT_FALSE(graph.connectChannels(77, 0, other, 0)); // no such node
+  EXPECT_TRUE(graph.connectNodes(77, other));           // unknown source: nothing to do
 }
 
 TEST(RenderSequenceTest, OrdersRootsChainsIsolatedNodesAndCycles) {
@@ -190,6 +192,14 @@ TEST(GraphProcessTest, PassThroughLimitsAndUntouchedBuffers) {
   EXPECT_EQ(block.left, original.left); // exact pass-through
   EXPECT_EQ(block.right, original.right);
   EXPECT_TRUE(graph.process(0, block.buffers(), timeStamp));
+  graph.release();
+  EXPECT_FALSE(graph.process(256, block.buffers(), timeStamp)); // released: prepared again first
+
+  graph.reset();
+  ASSERT_TRUE(graph.setup(1, 2, 256, 48000.0));
+  ASSERT_TRUE(graph.prepare(0, 48000.0));
+  float* missing[2] = {block.left.data(), nullptr}; // a missing output channel is refused, not written
+  EXPECT_FALSE(graph.process(256, missing, timeStamp));
 }
 
 TEST(GraphProcessTest, UnconnectedInputReadsZerosAndLateRoutesTakePart) {
