@@ -140,7 +140,7 @@ TEST(RenderSequenceTest, OrdersRootsChainsIsolatedNodesAndCycles) {
   graph.connectNodes(b, a);
   ASSERT_TRUE(graph.prepare(0, 48000.0));
   EXPECT_EQ(graph.connections().renderSequence(), (std::vector<uint32_t>{101010, 0, 2, 1}));
-  EXPECT_NE(captureStdout([&] { graph.printRenderSequence(); }).find("0\n*** node with identifier 2\n"),
+  EXPECT_NE(captureStdout([&] { graph.printRenderSequence(); }).find("sequence:\n*** node with identifier 0\n"),
             std::string::npos);
   ASSERT_TRUE(graph.prepare(0, 48000.0));
   EXPECT_EQ(graph.connections().renderSequence(), (std::vector<uint32_t>{101010, 0, 2, 1}));
