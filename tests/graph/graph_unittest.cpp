@@ -292,6 +292,7 @@ TEST(GraphForwardingTest, BindingsCarryMappedValues) {
   EXPECT_EQ(graph.getNodeParameterValue(target, gain, 0, 0), 0.5f); // 12 is out of range
 
   EXPECT_EQ(graph.getNodeParameterValue(target, gain, -1, 0), 0.0f);
+  EXPECT_EQ(graph.getNodeParameterMinimum(42, gain, 0, 0), 0.0f);
   EXPECT_FALSE(graph.setNodeParameterValue(42, gain, 1.0f, 0, 0));
   EXPECT_FALSE(graph.postNodeMessage(target, Graph::MessageKind::Two));
   EXPECT_FALSE(graph.postNodeMessage(42, Graph::MessageKind::One));
