@@ -24,7 +24,7 @@ public:
       addParameter(ParameterIdentifier::vorafier_gain, 0.0f, -80.0f, 80.0f, 0, band);
     }
     addParameter(ParameterIdentifier::vorafier_slow_delay, 10.0f, 0.0f, 500.0f, 0, 0);
-    addProperty(PropertyIdentifier::tech_level, 4.0f, 4.0f, 4.0f);
+    EXPECT_TRUE(addProperty(PropertyIdentifier::tech_level, 4.0f, 4.0f, 4.0f));
   }
   bool presetApplied() override {
     ++appliedCalls;
